@@ -1,0 +1,218 @@
+// SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
+// SPDX-License-Identifier: MIT
+
+#include "ConfigurationFile.h"
+
+#include "ModernConfigurationFile.h"
+
+#include <array>
+#include <cstdlib>
+#include <iterator>
+#include <set>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace KyVisa
+{
+
+namespace
+{
+
+constexpr std::size_t workingDirectoryLength = 1024;
+constexpr mode_t ownerOnly = 0700;
+
+bool isRegularFile(const std::string& path)
+{
+    struct stat status = {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+std::time_t modificationTime(const std::string& path)
+{
+    struct stat status = {};
+    return ::stat(path.c_str(), &status) == 0 ? status.st_mtime : 0;
+}
+
+/// Makes every directory on the way to a file. Returns whether the last one exists afterwards.
+bool createDirectoriesFor(const std::string& path)
+{
+    constexpr const char* separators = "/\\";
+    std::size_t last = std::string::npos;
+    for (std::size_t at = path.find_first_of(separators, 1); at != std::string::npos;
+         at = path.find_first_of(separators, at + 1))
+    {
+        ::mkdir(path.substr(0, at).c_str(), ownerOnly);
+        last = at;
+    }
+    return last == std::string::npos || ::access(path.substr(0, last).c_str(), F_OK) == 0;
+}
+
+} // namespace
+
+ConfigurationFile::ConfigurationFile() : m_fileName(searchConfigFile(false))
+{
+    load();
+}
+
+ConfigurationFile& ConfigurationFile::getInstance()
+{
+    const std::lock_guard lock(getMutex());
+    return getInstanceUnsafe();
+}
+
+ConfigurationFile& ConfigurationFile::getInstanceUnsafe()
+{
+    static ConfigurationFile s_ConfigurationFile;
+    if (modificationTime(s_ConfigurationFile.m_fileName) != s_ConfigurationFile.m_lastModified)
+        s_ConfigurationFile.load();
+    return s_ConfigurationFile;
+}
+
+std::mutex& ConfigurationFile::getMutex()
+{
+    static std::mutex myMutex;
+    return myMutex;
+}
+
+std::string ConfigurationFile::searchConfigFile(bool create)
+{
+    if (const char* named = std::getenv("KYVISACONFFILE"); named != nullptr && isRegularFile(named))
+        return named;
+
+    std::array<char, workingDirectoryLength> directory = {};
+    if (::getcwd(directory.data(), directory.size()) != nullptr)
+    {
+        const std::string local = std::string(directory.data()) + "/visa.conf";
+        if (isRegularFile(local))
+            return local;
+    }
+
+    if (const char* home = std::getenv("HOME"); home != nullptr)
+    {
+        const std::string own = std::string(home) + "/.kyvane-yollet/visa.conf";
+        if (isRegularFile(own) || (create && createDirectoriesFor(own)))
+            return own;
+    }
+    return {};
+}
+
+void ConfigurationFile::load()
+{
+    if (m_fileName.empty())
+        m_fileName = searchConfigFile(false);
+    // A file that is not understood leaves m_lastModified alone and so is looked at again by every getInstance().
+    if (m_fileName.empty() || !ModernConfigurationFile::isParseAble(m_fileName))
+        return;
+
+    m_cursor.reset();
+    m_impl = std::make_unique<ModernConfigurationFile>(m_fileName);
+    m_impl->parse(m_aliases, m_resources, m_provider);
+    m_serialProperties = m_impl->getSerialProperties();
+    m_provider = m_impl->getProvider();
+    m_lastModified = modificationTime(m_fileName);
+}
+
+void ConfigurationFile::save()
+{
+    const std::lock_guard lock(getMutex());
+    if (m_fileName.empty())
+        m_fileName = searchConfigFile(true);
+    if (m_fileName.empty())
+        return;
+
+    ModernConfigurationFile file(m_fileName);
+    file.m_aliases = m_aliases;
+    file.m_resources = m_resources;
+    file.m_serialProperties = m_serialProperties;
+    file.m_provider = m_provider;
+    file.save();
+}
+
+std::string ConfigurationFile::lookupAlias(const std::string& resource) const
+{
+    const std::string wanted = ModernConfigurationFile::upperCase(resource);
+    for (const auto& [alias, candidate] : m_aliases)
+    {
+        if (ModernConfigurationFile::upperCase(candidate) == wanted)
+            return alias;
+    }
+    return {};
+}
+
+bool ConfigurationFile::replaceAlias(std::string& name) const
+{
+    const auto entry = m_aliases.find(ModernConfigurationFile::upperCase(name));
+    if (entry == m_aliases.end())
+        return false;
+    name = entry->second;
+    return true;
+}
+
+std::string ConfigurationFile::getResource(std::size_t index, std::string& alias) const
+{
+    alias.clear();
+    if (index < m_resources.size())
+        return m_resources[index];
+    const std::size_t position = index - m_resources.size();
+    if (position >= m_aliases.size())
+        return {};
+
+    auto entry = m_aliases.end();
+    if (m_cursor && m_cursor->position + 1 == position)
+        entry = m_aliases.find(m_cursor->alias);
+    if (entry != m_aliases.end())
+        ++entry;
+    if (entry == m_aliases.end())
+        entry = std::next(m_aliases.begin(), static_cast<AliasMap::difference_type>(position));
+
+    m_cursor = Cursor{position, entry->first};
+    alias = entry->first;
+    return entry->second;
+}
+
+std::vector<std::string> ConfigurationFile::getAllResources() const
+{
+    std::set<std::string> resources(m_resources.begin(), m_resources.end());
+    for (const auto& entry : m_aliases)
+        resources.insert(entry.second);
+    return {resources.begin(), resources.end()};
+}
+
+void ConfigurationFile::setData(const std::vector<ResourceAliasPair>& pairs)
+{
+    m_cursor.reset();
+    m_aliases.clear();
+    m_resources.clear();
+    for (const auto& [resource, alias] : pairs)
+    {
+        if (alias.empty())
+            m_resources.push_back(resource);
+        else
+            m_aliases[alias] = resource;
+    }
+}
+
+void ConfigurationFile::setProvider(ProviderId id)
+{
+    const std::lock_guard lock(getMutex());
+    m_provider = id;
+}
+
+bool ConfigurationFile::getGpibProperties(std::uint16_t deviceNo, SGpibProperties& out) const
+{
+    if (!m_impl)
+        return false;
+    out = m_impl->getGpibProperties(deviceNo);
+    return true;
+}
+
+bool ConfigurationFile::getSerialProperties(std::uint16_t deviceNo, SSerialProperties& out) const
+{
+    if (!m_impl)
+        return false;
+    out = m_impl->getSerialProperties(deviceNo);
+    return true;
+}
+
+} // namespace KyVisa

@@ -1,0 +1,81 @@
+// SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <unordered_map>
+#include <utility>
+
+namespace KyVisa
+{
+
+/// VISA manufacturer ID that the library reports through VI_ATTR_RSRC_MANF_ID.
+using ProviderId = std::uint16_t;
+
+constexpr ProviderId defaultProvider = 3996;
+
+/// Alias to resource string. The iteration order is unspecified, and it is the order of the saved file.
+using AliasMap = std::unordered_map<std::string, std::string>;
+
+/// (resource string, alias). An empty alias marks a resource that has none.
+using ResourceAliasPair = std::pair<std::string, std::string>;
+
+/// Properties of one GPIB board. Its board number is the key of GpibPropertiesMap.
+struct SGpibProperties
+{
+    std::uint16_t primaryAddress = 0;
+    std::uint16_t secondaryAddress = 0xFFFF; ///< 0xFFFF: no secondary address
+    std::uint16_t systemController = 1;      ///< 1: the board is the system controller, 0: it is not
+};
+
+/// Properties of one serial port. Its ASRL number is the key of SerialPropertiesMap.
+/// The codes are stored as they come; the serial-properties editor gives them their meaning.
+struct SSerialProperties
+{
+    std::uint32_t baudRate = 9600; ///< bits per second
+    std::uint8_t dataBits = 8;
+    std::uint8_t stopBits = 0;
+    std::uint8_t parity = 0;
+    std::uint8_t flowControl = 0;
+};
+
+/// Keyed by board number.
+using GpibPropertiesMap = std::map<std::uint16_t, SGpibProperties>;
+/// Keyed by ASRL interface number.
+using SerialPropertiesMap = std::map<std::uint16_t, SSerialProperties>;
+
+[[nodiscard]] inline bool operator==(const SGpibProperties& left, const SGpibProperties& right)
+{
+    return left.primaryAddress == right.primaryAddress && left.secondaryAddress == right.secondaryAddress &&
+           left.systemController == right.systemController;
+}
+
+[[nodiscard]] inline bool operator==(const SSerialProperties& left, const SSerialProperties& right)
+{
+    return left.baudRate == right.baudRate && left.dataBits == right.dataBits && left.stopBits == right.stopBits &&
+           left.parity == right.parity && left.flowControl == right.flowControl;
+}
+
+// The maps are ordered by device number, so comparing them entry by entry is comparing them number by number.
+[[nodiscard]] inline bool operator==(const GpibPropertiesMap& left, const GpibPropertiesMap& right)
+{
+    return std::operator==(left, right);
+}
+
+[[nodiscard]] inline bool operator==(const SerialPropertiesMap& left, const SerialPropertiesMap& right)
+{
+    return std::operator==(left, right);
+}
+
+/// The record of a device number, or a default one where the map has no entry for it.
+template <typename Properties>
+[[nodiscard]] Properties propertiesOf(const std::map<std::uint16_t, Properties>& map, std::uint16_t deviceNo)
+{
+    const auto entry = map.find(deviceNo);
+    return entry == map.end() ? Properties{} : entry->second;
+}
+
+} // namespace KyVisa

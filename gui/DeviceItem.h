@@ -1,0 +1,22 @@
+// SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "ConfigurationRecords.h"
+
+#include <QTreeWidgetItem>
+
+/// The row of one GPIB board, with a child row that holds its editable properties.
+class DeviceItem : public QTreeWidgetItem
+{
+public:
+    enum Column
+    {
+        DeviceNoColumn,
+        PrimaryAddressColumn,
+        SystemControllerColumn
+    };
+
+    DeviceItem(const KyVisa::GpibPropertiesMap::value_type& board, int type);
+};

@@ -1,0 +1,195 @@
+// SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
+// SPDX-License-Identifier: MIT
+
+#include "MainWindow.h"
+
+#include "ui_MainWindow.h"
+
+#include "PropertyDialog.h"
+#include "ResourceDialog.h"
+#include "RsrcStringEditor.h"
+#include "WindowSettings.h"
+#include "visa.h"
+
+#include <QCloseEvent>
+#include <QMenu>
+#include <QMessageBox>
+#include <QStyledItemDelegate>
+
+#include <algorithm>
+
+namespace gui
+{
+
+namespace
+{
+
+const QLatin1String settingsGroup("MainWindow");
+
+QString translated(const char* text)
+{
+    return QCoreApplication::translate("MainWindow", text);
+}
+
+/// Shows the beginning of a text that is longer than any resource name: laying out a line of megabytes takes seconds.
+class CellDelegate : public QStyledItemDelegate
+{
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    [[nodiscard]] QString displayText(const QVariant& value, const QLocale& /*locale*/) const override
+    {
+        constexpr int longestName = VI_FIND_BUFLEN - 1;
+        const QString text = value.toString();
+        return text.size() <= longestName ? text : text.left(longestName) + QChar(0x2026);
+    }
+};
+
+} // namespace
+
+MainWindow::MainWindow(QWidget* parent)
+    : QMainWindow(parent), ui(std::make_unique<Ui::MainWindow>()), m_model(this),
+      m_resourceThread([] { ResourceDialog::updateResourceList(); })
+{
+    ui->setupUi(this);
+    setupUi();
+    setupConnections();
+    restoreWindowSettings();
+}
+
+MainWindow::~MainWindow()
+{
+    m_resourceThread.join();
+    saveWindowSettings();
+}
+
+void MainWindow::setupUi()
+{
+    setWindowTitle(translated("KyVisaConfigure - ") + QStringLiteral("5.12.9"));
+    ui->resourceView->setModel(&m_model);
+    ui->resourceView->setItemDelegate(new CellDelegate(this));
+    ui->resourceView->horizontalHeader()->setStretchLastSection(true);
+    ui->resourceView->resizeColumnsToContents();
+    m_model.m_pSelectionModel = ui->resourceView->selectionModel();
+    refreshButtonStatus();
+    ui->actionSave->setEnabled(m_model.isDirty());
+}
+
+void MainWindow::setupConnections()
+{
+    connect(ui->actionClose, &QAction::triggered, this, &MainWindow::close);
+    connect(ui->actionAdd_Resource, &QAction::triggered, this, &MainWindow::rsrcStringEditor);
+    connect(ui->actionRemove_resource, &QAction::triggered, &m_model, &ConfigurationModel::removeSelectedEntry);
+    connect(ui->actionEdit, &QAction::triggered, this, &MainWindow::rsrcStringEditorEdit);
+    connect(ui->actionSave, &QAction::triggered, &m_model, &ConfigurationModel::save);
+    connect(ui->actionFind, &QAction::triggered, this, &MainWindow::findResource);
+    connect(ui->actionEdit_properties, &QAction::triggered, this, &MainWindow::setProperties);
+    connect(ui->resourceView->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            &MainWindow::selectionChanged);
+    // The model announces one removed row too many, and so a view passes over the row that follows the removed one.
+    connect(&m_model, &ConfigurationModel::rowsRemoved, this, [this](const QModelIndex& /*parent*/, int row) {
+        ui->resourceView->selectRow(std::min(row, m_model.rowCount() - 1));
+    });
+    ui->resourceView->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(ui->resourceView, &QTableView::customContextMenuRequested, this, &MainWindow::tablePopupMenu);
+    connect(&m_model, &ConfigurationModel::dirtyHasChanged, this, &MainWindow::modelDirtyFlagChanged);
+}
+
+void MainWindow::findResource()
+{
+    ResourceDialog dialog(this);
+    if (dialog.exec() == QDialog::Accepted)
+        m_model.setResource(dialog.getResource());
+}
+
+void MainWindow::setProperties()
+{
+    PropertyDialog dialog(m_model, this);
+    dialog.exec();
+}
+
+void MainWindow::refreshButtonStatus()
+{
+    const bool hasSelection = ui->resourceView->selectionModel()->hasSelection();
+    ui->actionFind->setEnabled(hasSelection);
+    ui->actionEdit->setEnabled(hasSelection);
+}
+
+void MainWindow::rsrcStringEditor()
+{
+    RsrcStringEditor dialog(this);
+    if (dialog.exec() == QDialog::Accepted)
+    {
+        m_model.add(dialog.getRsrcString(), dialog.getAlias());
+        ui->resourceView->scrollToBottom();
+    }
+}
+
+void MainWindow::selectionChanged(const QItemSelection& /*selected*/, const QItemSelection& /*deselected*/)
+{
+    refreshButtonStatus();
+}
+
+void MainWindow::tablePopupMenu(QPoint pos)
+{
+    m_pPopupMenu = std::make_unique<QMenu>(this);
+    m_pPopupMenu->addAction(ui->actionAdd_Resource);
+    if (ui->resourceView->indexAt(pos).row() >= 0)
+    {
+        m_pPopupMenu->addAction(ui->actionRemove_resource);
+        m_pPopupMenu->addAction(ui->actionEdit);
+        m_pPopupMenu->addSeparator();
+        m_pPopupMenu->addAction(ui->actionFind);
+    }
+    m_pPopupMenu->popup(ui->resourceView->viewport()->mapToGlobal(pos));
+}
+
+void MainWindow::rsrcStringEditorEdit()
+{
+    const QItemSelectionModel* selection = ui->resourceView->selectionModel();
+    if (!selection->hasSelection())
+        return;
+    const int row = selection->currentIndex().row();
+    const QModelIndex resource = m_model.index(row, ConfigurationModel::ResourceColumn);
+    const QModelIndex alias = m_model.index(row, ConfigurationModel::AliasColumn);
+
+    RsrcStringEditor dialog(this);
+    dialog.setRsrcString(resource.data().toString());
+    dialog.setAlias(alias.data().toString());
+    if (dialog.exec() == QDialog::Accepted)
+    {
+        m_model.setData(resource, dialog.getRsrcString(), Qt::EditRole);
+        m_model.setData(alias, dialog.getAlias(), Qt::EditRole);
+    }
+}
+
+void MainWindow::modelDirtyFlagChanged(bool bDirty)
+{
+    ui->actionSave->setEnabled(bDirty);
+}
+
+void MainWindow::closeEvent(QCloseEvent* event)
+{
+    QMainWindow::closeEvent(event);
+    if (!m_model.isDirty())
+        return;
+    const QMessageBox::StandardButton answer =
+        QMessageBox::question(this, translated("Unsaved data"), translated("Do you want to save before exiting?"),
+                              QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel);
+    if (answer == QMessageBox::Yes)
+        m_model.save();
+    else if (answer == QMessageBox::Cancel)
+        event->ignore();
+}
+
+void MainWindow::restoreWindowSettings()
+{
+    gui::restoreWindowSettings(*this, settingsGroup, MaximizedState::Remembered);
+}
+
+void MainWindow::saveWindowSettings() const
+{
+    gui::saveWindowSettings(*this, settingsGroup, MaximizedState::Remembered);
+}
+
+} // namespace gui

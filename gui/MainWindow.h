@@ -1,0 +1,61 @@
+// SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "ConfigurationModel.h"
+
+#include <QMainWindow>
+
+#include <memory>
+#include <thread>
+
+class QItemSelection;
+class QMenu;
+
+namespace Ui
+{
+class MainWindow;
+}
+
+namespace gui
+{
+
+/// The window of the program: the table of aliases, the commands on it, and the dialogs behind them.
+class MainWindow : public QMainWindow
+{
+    Q_OBJECT
+
+public:
+    /// Loads the configuration and starts the search for resources in a thread of its own.
+    explicit MainWindow(QWidget* parent = nullptr);
+    /// Waits for that search to end.
+    ~MainWindow() override;
+
+public slots:
+    void findResource();
+    void setProperties();
+    void refreshButtonStatus();
+    void rsrcStringEditor();
+    void selectionChanged(const QItemSelection& selected, const QItemSelection& deselected);
+    void tablePopupMenu(QPoint pos);
+    void rsrcStringEditorEdit();
+    void modelDirtyFlagChanged(bool bDirty);
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
+private:
+    void setupUi();
+    void setupConnections();
+    void restoreWindowSettings();
+    void saveWindowSettings() const;
+
+    // Destroyed from the last to the first: the menu before the model, the form after it.
+    const std::unique_ptr<Ui::MainWindow> ui;
+    ConfigurationModel m_model;
+    std::unique_ptr<QMenu> m_pPopupMenu;
+    std::thread m_resourceThread;
+};
+
+} // namespace gui

@@ -1,0 +1,54 @@
+// SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
+// SPDX-License-Identifier: MIT
+
+#include "ResourceString.h"
+
+namespace gui
+{
+
+namespace
+{
+
+const QLatin1String separator("::");
+const QLatin1String instrument("::INSTR");
+
+QString hiSlipPort(const QString& port)
+{
+    // 4880 is the port that HiSLIP has without being told. The text is the typed one, blanks included.
+    return port.isEmpty() || port == QLatin1String("4880") ? QString() : QLatin1Char(',') + port;
+}
+
+QString socketPort(const QString& port)
+{
+    return port.isEmpty() ? QString() : separator + port;
+}
+
+} // namespace
+
+QString composeResourceString(int interfaceType, const ResourceParts& parts)
+{
+    const QString board = parts.board.trimmed();
+    const QString host = parts.host.trimmed();
+    const QString device = parts.device.trimmed();
+    const QString tcpip = QStringLiteral("TCPIP") + board + separator + host;
+    switch (interfaceType)
+    {
+    case Vxi11Interface:
+        return tcpip + QStringLiteral("::inst") + device + instrument;
+    case HiSlipInterface:
+        return tcpip + QStringLiteral("::hislip") + device + hiSlipPort(parts.port) + instrument;
+    case SocketInterface:
+        return tcpip + socketPort(parts.port.trimmed()) + QStringLiteral("::SOCKET");
+    case KyibInterface:
+        return QStringLiteral("KYIB::") + host;
+    case UsbInterface:
+        return QStringLiteral("USB") + board + separator + parts.vendorId.trimmed() + separator +
+               parts.productId.trimmed() + separator + parts.serialNumber.trimmed() + instrument;
+    case SerialInterface:
+        return QStringLiteral("ASRL") + board + instrument;
+    default:
+        return {};
+    }
+}
+
+} // namespace gui

@@ -1,0 +1,43 @@
+# shellcheck shell=bash disable=SC2034 # the lists are for those that source this
+# SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
+# SPDX-License-Identifier: MIT
+#
+# Sourced by run, test and the checks: installs missing Debian packages, says what it does.
+
+build_packages=(g++ cmake ninja-build pkg-config qtbase5-dev libudev-dev libre2-dev)
+# What a window needs that the libraries do not ask for themselves: a Wayland platform, a font, locale data.
+run_packages=(qtwayland5 fonts-dejavu-core)
+test_packages=(libgtest-dev libgmock-dev umockdev xvfb xauth xdotool openbox fonts-dejavu-core)
+check_packages=(clang clang-tidy clang-format libclang-rt-14-dev shellcheck desktop-file-utils appstream)
+
+say() { printf '%s: %s\n' "${0##*/}" "$*"; }
+fail() {
+    printf '%s: %s\n' "${0##*/}" "$*" >&2
+    exit 1
+}
+
+is_installed() { [[ $(dpkg-query -W -f='${Status}' "$1" 2>/dev/null) == 'install ok installed' ]]; }
+
+# install_packages PACKAGE...: installs those that are missing, as root or through sudo.
+install_packages() {
+    if ! command -v apt-get >/dev/null || ! command -v dpkg-query >/dev/null; then
+        say "this is no Debian system, so nothing is installed here; needed are what Debian calls: $*"
+        return
+    fi
+    local missing=() package
+    for package in "$@"; do
+        is_installed "$package" || missing+=("$package")
+    done
+    ((${#missing[@]})) || return 0
+
+    local as_root=()
+    if ((EUID != 0)); then
+        command -v sudo >/dev/null || fail "needs root to install: apt-get install ${missing[*]}"
+        as_root=(sudo)
+    fi
+    say "installing ${missing[*]}"
+    export DEBIAN_FRONTEND=noninteractive
+    "${as_root[@]}" apt-get update -qq || fail "apt-get update failed"
+    "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null ||
+        fail "could not install: ${missing[*]}"
+}

@@ -1,0 +1,72 @@
+// SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
+// SPDX-License-Identifier: MIT
+
+#include "World.h"
+
+#include <QDir>
+
+#include <chrono>
+#include <fstream>
+#include <sstream>
+
+World::World()
+{
+    for (const char* folder : {"home", "work", "settings"})
+        QDir(m_directory.path()).mkdir(folder);
+    QDir::setCurrent(m_directory.filePath("work"));
+    qputenv("HOME", m_directory.filePath("home").toUtf8());
+    qputenv("XDG_CONFIG_HOME", m_directory.filePath("settings").toUtf8());
+    qputenv("XDG_RUNTIME_DIR", m_directory.path().toUtf8());
+    qputenv("KYVISA_SCRIPT", m_directory.filePath("script").toUtf8());
+    qputenv("KYVISA_LOG", m_directory.filePath("log").toUtf8());
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    qunsetenv("KYVISACONFFILE");
+}
+
+World::~World()
+{
+    QDir::setCurrent("/");
+}
+
+std::filesystem::path World::configurationFile()
+{
+    return qEnvironmentVariable("HOME").toStdString() + "/.kyvane-yollet/visa.conf";
+}
+
+std::filesystem::path World::settingsFile()
+{
+    return qEnvironmentVariable("XDG_CONFIG_HOME").toStdString() + "/Kyvane&Yollet/KyVisaConfigure.conf";
+}
+
+void writeFile(const std::filesystem::path& path, const std::string& text)
+{
+    std::filesystem::create_directories(std::filesystem::absolute(path).parent_path());
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+std::string readFile(const std::filesystem::path& path)
+{
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+void writeConfiguration(const std::string& lines)
+{
+    const std::filesystem::path file = World::configurationFile();
+    writeFile(file, ":KyVisaConfigurationFileVersion01\n" + lines);
+    std::filesystem::last_write_time(file, std::filesystem::last_write_time(file) - std::chrono::hours(1));
+}
+
+void scriptVisa(const std::string& lines)
+{
+    writeFile(qEnvironmentVariable("KYVISA_SCRIPT").toStdString(), lines);
+}
+
+std::string takeVisaCalls()
+{
+    const std::filesystem::path log = qEnvironmentVariable("KYVISA_LOG").toStdString();
+    std::string calls = readFile(log);
+    std::filesystem::remove(log);
+    return calls;
+}

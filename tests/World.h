@@ -1,0 +1,41 @@
+// SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QTemporaryDir>
+
+#include <filesystem>
+#include <string>
+
+/// The surroundings of a test case: a home, a working directory and a settings store of its own, the offscreen
+/// platform, and the scripted libkyvisa.so, which finds nothing until it is told. Every case runs in a process of its
+/// own, because the store is a singleton.
+class World
+{
+public:
+    World();
+    ~World();
+
+    World(const World&) = delete;
+    World& operator=(const World&) = delete;
+
+    /// The per-user visa.conf.
+    static std::filesystem::path configurationFile();
+    static std::filesystem::path settingsFile();
+
+private:
+    QTemporaryDir m_directory;
+};
+
+void writeFile(const std::filesystem::path& path, const std::string& text);
+std::string readFile(const std::filesystem::path& path);
+
+/// Writes the per-user visa.conf, the version line and `lines`, as of an hour ago: the store tells loads apart by
+/// whole seconds.
+void writeConfiguration(const std::string& lines);
+
+/// Tells the scripted libkyvisa.so what to do from its next session on.
+void scriptVisa(const std::string& lines);
+/// The calls that it has logged since it was asked last, as lines.
+std::string takeVisaCalls();

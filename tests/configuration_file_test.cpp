@@ -1,0 +1,191 @@
+// SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
+// SPDX-License-Identifier: MIT
+
+#include "ConfigurationFile.h"
+#include "ModernConfigurationFile.h"
+#include "World.h"
+
+#include <csignal>
+#include <set>
+
+#include <gmock/gmock.h>
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using KyVisa::ConfigurationFile;
+using KyVisa::ModernConfigurationFile;
+using ::testing::ElementsAre;
+using ::testing::UnorderedElementsAre;
+
+namespace
+{
+
+const std::string version = ":KyVisaConfigurationFileVersion01\n";
+const std::string saved = version + ":Provider=3996\n";
+
+std::vector<std::string> filesIn(const std::filesystem::path& directory)
+{
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(directory))
+        names.push_back(entry.path().filename().string());
+    return names;
+}
+
+mode_t modeOf(const std::filesystem::path& path)
+{
+    struct stat status = {};
+    ::stat(path.c_str(), &status);
+    return status.st_mode & 07777U;
+}
+
+std::string resourceAt(std::size_t index)
+{
+    std::string alias = "stale";
+    const std::string resource = ConfigurationFile::getInstance().getResource(index, alias);
+    return resource + "," + alias;
+}
+
+} // namespace
+
+TEST(Saving, FollowsLinksAndKeepsTheMode)
+{
+    writeFile("real/visa.conf", version);
+    std::filesystem::permissions("real/visa.conf", std::filesystem::perms(0640));
+    std::filesystem::create_symlink("real/visa.conf", "second");
+    std::filesystem::create_symlink("second", "first");
+    std::filesystem::create_symlink("new", "dangling");
+    std::filesystem::create_symlink("loop", "loop");
+    ::umask(027);
+    for (const char* link : {"first", "dangling", "loop"})
+    {
+        ModernConfigurationFile(link).save();
+        EXPECT_TRUE(std::filesystem::is_symlink(link)) << link;
+    }
+    EXPECT_EQ(readFile("real/visa.conf") + readFile("new"), saved + saved);
+    EXPECT_EQ(modeOf("real/visa.conf"), 0640U);
+    EXPECT_EQ(modeOf("new"), 0640U);
+    EXPECT_THAT(filesIn("."), UnorderedElementsAre("real", "first", "second", "dangling", "new", "loop"));
+}
+
+TEST(Saving, LeavesTheOldFileWholeWhenItFails)
+{
+    writeFile("visa.conf", version + "KEEP=me\n");
+    ModernConfigurationFile file("visa.conf");
+    file.m_resources = {std::string(100000, 'x')};
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit small = {1000, RLIM_INFINITY};
+    ::setrlimit(RLIMIT_FSIZE, &small);
+    file.save();
+    EXPECT_EQ(readFile("visa.conf"), version + "KEEP=me\n");
+    EXPECT_THAT(filesIn("."), ElementsAre("visa.conf"));
+}
+
+TEST(Saving, RespectsWriteProtection)
+{
+    writeFile("protected", "KEEP=me\n");
+    std::filesystem::permissions("protected", std::filesystem::perms(0444));
+    // Root may write to any file, so it steps down for this.
+    const uid_t user = ::geteuid();
+    const uid_t other = user == 0 ? 65534 : user;
+    ASSERT_EQ(::chown(".", other, static_cast<gid_t>(-1)), 0);
+    ASSERT_EQ(::seteuid(other), 0);
+    ModernConfigurationFile("protected").save();
+    ModernConfigurationFile("unprotected").save();
+    ASSERT_EQ(::seteuid(user), 0);
+    EXPECT_EQ(readFile("protected"), "KEEP=me\n");
+    EXPECT_EQ(readFile("unprotected"), saved);
+}
+
+TEST(Saving, KeepsACopyOfWhatItCouldNotRead)
+{
+    const std::string notOurs = "\xef\xbb\xbf" + version + "KEEP=me\n";
+    const std::string stopsReading = version + ":Provider=none\nKEEP=me\n";
+    for (const std::string& text : {notOurs, stopsReading, saved + "READ=me\n", std::string()})
+    {
+        writeFile("visa.conf", text);
+        ModernConfigurationFile("visa.conf").save();
+        EXPECT_EQ(readFile("visa.conf"), saved);
+    }
+    EXPECT_EQ(readFile("visa.conf.~1~") + readFile("visa.conf.~2~"), notOurs + stopsReading);
+    EXPECT_THAT(filesIn("."), UnorderedElementsAre("visa.conf", "visa.conf.~1~", "visa.conf.~2~"));
+}
+
+TEST(Search, TriesTheEnvironmentTheWorkingDirectoryAndTheHome)
+{
+    const std::string own = World::configurationFile();
+    const std::string local = std::filesystem::current_path().string() + "/visa.conf";
+    EXPECT_EQ(ConfigurationFile::searchConfigFile(false), "");
+    EXPECT_FALSE(std::filesystem::exists(World::configurationFile().parent_path()));
+    ::umask(0);
+    EXPECT_EQ(ConfigurationFile::searchConfigFile(true), own);
+    EXPECT_EQ(modeOf(World::configurationFile().parent_path()), 0700U);
+    EXPECT_FALSE(std::filesystem::exists(own));
+
+    writeFile(own, "");
+    EXPECT_EQ(ConfigurationFile::searchConfigFile(false), own);
+    writeFile(local, "");
+    EXPECT_EQ(ConfigurationFile::searchConfigFile(false), local);
+    ::setenv("KYVISACONFFILE", "/", 1);
+    EXPECT_EQ(ConfigurationFile::searchConfigFile(true), local);
+    ::setenv("KYVISACONFFILE", own.c_str(), 1);
+    EXPECT_EQ(ConfigurationFile::searchConfigFile(false), own);
+
+    ::unsetenv("KYVISACONFFILE");
+    std::filesystem::remove(local);
+    ::setenv("HOME", "/proc/none", 1);
+    EXPECT_EQ(ConfigurationFile::searchConfigFile(true), "");
+    ::unsetenv("HOME");
+    EXPECT_EQ(ConfigurationFile::searchConfigFile(true), "");
+}
+
+TEST(Service, HandsOutEveryAliasOnceWhateverTheOrderOfAsking)
+{
+    ConfigurationFile& store = ConfigurationFile::getInstance();
+    std::vector<KyVisa::ResourceAliasPair> pairs = {{"first", ""}, {"none", "empty"}};
+    for (int number = 0; number < 500; ++number)
+        pairs.emplace_back(std::to_string(number), "A" + std::to_string(number));
+    store.setData(pairs);
+    std::vector<std::string> forward;
+    std::vector<std::string> backward;
+    for (std::size_t index = 0; index <= 501; ++index)
+        forward.push_back(resourceAt(index));
+    for (std::size_t index = 0; index <= 501; ++index)
+        backward.insert(backward.begin(), resourceAt(501 - index));
+    EXPECT_EQ(backward, forward);
+    EXPECT_THAT(std::set<std::string>(forward.begin(), forward.end()), ::testing::SizeIs(502));
+
+    EXPECT_EQ(resourceAt(250), forward[250]);
+    store.m_aliases.erase(forward[250].substr(forward[250].find(',') + 1));
+    EXPECT_EQ(resourceAt(251), forward[252]);
+    EXPECT_EQ(resourceAt(501), ",");
+    store.setData({{"1", "A1"}, {"2", "A2"}});
+    EXPECT_THAT((std::vector{resourceAt(0), resourceAt(1)}), UnorderedElementsAre("1,A1", "2,A2"));
+}
+
+TEST(Service, ReloadsAfterASaveAndOnlyThenKnowsLowerCaseAliases)
+{
+    ConfigurationFile& store = ConfigurationFile::getInstance();
+    KyVisa::SSerialProperties properties = {1, 2, 3, 4, 5};
+    EXPECT_FALSE(store.getSerialProperties(1, properties));
+    EXPECT_EQ(properties, (KyVisa::SSerialProperties{1, 2, 3, 4, 5}));
+
+    store.setData({{"X", "scope"}, {"Y", "twice"}, {"Z", "twice"}, {"plain", ""}, {"plain", ""}});
+    store.m_serialProperties = {{1, {19200, 8, 0, 0, 0}}};
+    store.setProvider(7);
+    std::string name = "scope";
+    EXPECT_FALSE(store.replaceAlias(name));
+    store.save();
+    EXPECT_TRUE(ConfigurationFile::getInstance().replaceAlias(name));
+    EXPECT_EQ(store.m_aliases, (KyVisa::AliasMap{{"SCOPE", "X"}, {"TWICE", "Z"}}));
+    EXPECT_THAT(store.m_resources, ElementsAre("plain", "plain"));
+    EXPECT_TRUE(store.m_serialProperties.empty());
+    EXPECT_TRUE(store.getSerialProperties(1, properties));
+    EXPECT_EQ(properties, KyVisa::SSerialProperties());
+
+    writeConfiguration(":Provider=8\n");
+    EXPECT_EQ(ConfigurationFile::getInstance().m_provider, 8);
+    writeFile(World::configurationFile(), "no longer ours");
+    EXPECT_EQ(ConfigurationFile::getInstance().m_provider, 8);
+}

@@ -1,0 +1,77 @@
+// SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
+// SPDX-License-Identifier: MIT
+
+#include "ResourceExpression.h"
+
+#include <string_view>
+
+namespace
+{
+
+re2::RE2::Options options()
+{
+    re2::RE2::Options options(re2::RE2::Latin1);
+    options.set_case_sensitive(false);
+    options.set_dot_nl(true);
+    options.set_log_errors(false);
+    return options;
+}
+
+std::string literal(char character)
+{
+    return re2::RE2::QuoteMeta(re2::StringPiece(&character, 1));
+}
+
+/// Translates to RE2's syntax. A malformed expression becomes a pattern that RE2 rejects.
+std::string translate(const std::string& expression)
+{
+    constexpr std::string_view sameInBoth = "*+()|";
+    const std::string malformed = "(";
+    std::string pattern;
+    bool inSet = false;
+    for (std::size_t at = 0; at < expression.size(); ++at)
+    {
+        const char character = expression[at];
+        if (character == '\\')
+        {
+            if (++at == expression.size())
+                return malformed;
+            pattern += literal(expression[at]);
+        }
+        else if (inSet)
+        {
+            inSet = character != ']';
+            pattern += inSet && character != '-' ? literal(character) : std::string(1, character);
+        }
+        else if (character == '[')
+        {
+            inSet = true;
+            pattern += character;
+            if (at + 1 < expression.size() && expression[at + 1] == '^')
+                pattern += expression[++at];
+        }
+        else if (character == '{' || character == '}' || character == ']')
+            return malformed;
+        else if (character == '?')
+            pattern += '.';
+        else if (sameInBoth.find(character) != std::string_view::npos)
+            pattern += character;
+        else
+            pattern += literal(character);
+    }
+    return pattern;
+}
+
+} // namespace
+
+ResourceExpression::ResourceExpression(const std::string& expression) : m_pattern(translate(expression), options()) {}
+
+bool ResourceExpression::isValid() const
+{
+    return m_pattern.ok();
+}
+
+bool ResourceExpression::matches(const std::string& name) const
+{
+    return re2::RE2::FullMatch(name, m_pattern);
+}

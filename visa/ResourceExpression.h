@@ -1,0 +1,26 @@
+// SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <string>
+
+#include <re2/re2.h>
+
+/// A VISA search expression (VPP-4.3, "viFindRsrc"), which matches whole resource names in any letter case.
+///
+/// `?` is any character, `*` and `+` repeat the character or group before them, `\` takes the next character
+/// literally, and `[abc]`, `[a-z]`, `[^a]`, `(…)` and `a|b` are as usual. Everything else stands for itself.
+/// The optional attribute part in braces is not supported. Matching takes time linear in the name's length.
+class ResourceExpression
+{
+public:
+    explicit ResourceExpression(const std::string& expression);
+
+    /// False for a malformed expression.
+    [[nodiscard]] bool isValid() const;
+    [[nodiscard]] bool matches(const std::string& name) const;
+
+private:
+    re2::RE2 m_pattern;
+};

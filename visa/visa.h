@@ -1,0 +1,69 @@
+// SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
+// SPDX-License-Identifier: MIT
+
+/// The VISA calls that this project makes, declared after the public standard (VPP-4.3, VPP-4.3.2). This is the
+/// whole boundary to libkyvisa.so, the vendor's or the stand-in.
+
+#pragma once
+
+#include <cstdint>
+
+using ViChar = char;
+using ViConstString = const ViChar*;
+using ViStatus = std::int32_t; ///< negative: an error, 0: success, positive: success with a warning
+using ViUInt16 = std::uint16_t;
+using ViUInt32 = std::uint32_t;
+using ViObject = std::uint32_t;
+using ViSession = ViObject;
+using ViFindList = ViObject;
+using ViAttr = std::uint32_t;
+using ViAttrState = std::uintptr_t;
+
+static_assert(sizeof(ViStatus) == 4 && sizeof(ViObject) == 4 && sizeof(ViAttr) == 4);
+static_assert(sizeof(ViUInt16) == 2 && sizeof(ViUInt32) == 4);
+static_assert(sizeof(ViAttrState) == sizeof(void*));
+
+constexpr ViObject VI_NULL = 0;
+constexpr unsigned VI_FIND_BUFLEN = 256; ///< the room that a description needs, its NUL included
+
+constexpr ViStatus VI_SUCCESS = 0;
+constexpr ViStatus VI_WARN_NULL_OBJECT = 0x3FFF0082;
+constexpr ViStatus VI_ERROR_INV_OBJECT = -0x4000FFF2;      // 0xBFFF000E
+constexpr ViStatus VI_ERROR_INV_EXPR = -0x4000FFF0;        // 0xBFFF0010
+constexpr ViStatus VI_ERROR_RSRC_NFOUND = -0x4000FFEF;     // 0xBFFF0011
+constexpr ViStatus VI_ERROR_INV_RSRC_NAME = -0x4000FFEE;   // 0xBFFF0012
+constexpr ViStatus VI_ERROR_NSUP_ATTR = -0x4000FFE3;       // 0xBFFF001D
+constexpr ViStatus VI_ERROR_NSUP_ATTR_STATE = -0x4000FFE2; // 0xBFFF001E
+constexpr ViStatus VI_ERROR_ALLOC = -0x4000FFC4;           // 0xBFFF003C
+constexpr ViStatus VI_ERROR_USER_BUF = -0x4000FF8F;        // 0xBFFF0071
+static_assert(VI_ERROR_RSRC_NFOUND == -1073807343);
+
+constexpr ViUInt16 VI_INTF_ASRL = 4;
+constexpr ViUInt16 VI_INTF_TCPIP = 6;
+constexpr ViUInt16 VI_INTF_USB = 7;
+
+// Attributes of the KyVisa library itself, for sessions of the default resource manager.
+constexpr ViAttr KYVISA_ATTR_SEARCH_TIME = 0x0F9C0001;      ///< milliseconds that a network search may take
+constexpr ViAttr KYVISA_ATTR_NETWORK_SEARCHES = 0x0F9C0002; ///< 0: this machine only, 7: every network search
+
+extern "C"
+{
+    /// Gives a new session, to be closed by viClose(), which closes its find lists too.
+    ViStatus viOpenDefaultRM(ViSession* resourceManager);
+
+    ViStatus viSetAttribute(ViObject object, ViAttr attribute, ViAttrState value);
+
+    /// Gives the first match and the number of matches. `list` and `count` may be null. Without a match the status
+    /// is VI_ERROR_RSRC_NFOUND and no list is left open.
+    ViStatus viFindRsrc(ViSession resourceManager, ViConstString expression, ViFindList* list, ViUInt32* count,
+                        ViChar description[VI_FIND_BUFLEN]);
+
+    /// VI_ERROR_RSRC_NFOUND once every match was given.
+    ViStatus viFindNext(ViFindList list, ViChar description[VI_FIND_BUFLEN]);
+
+    ViStatus viParseRsrc(ViSession resourceManager, ViConstString name, ViUInt16* interfaceType,
+                         ViUInt16* interfaceNumber);
+
+    /// VI_WARN_NULL_OBJECT for VI_NULL.
+    ViStatus viClose(ViObject object);
+}
