@@ -99,7 +99,10 @@ void MainWindow::findResource()
 {
     ResourceDialog dialog(this);
     if (dialog.exec() == QDialog::Accepted)
+    {
         m_model.setResource(dialog.getResource());
+        showChangedTexts();
+    }
 }
 
 void MainWindow::setProperties()
@@ -121,6 +124,7 @@ void MainWindow::rsrcStringEditor()
     if (dialog.exec() == QDialog::Accepted)
     {
         m_model.add(dialog.getRsrcString(), dialog.getAlias());
+        showChangedTexts();
         ui->resourceView->scrollToBottom();
     }
 }
@@ -160,7 +164,15 @@ void MainWindow::rsrcStringEditorEdit()
     {
         m_model.setData(resource, dialog.getRsrcString(), Qt::EditRole);
         m_model.setData(alias, dialog.getAlias(), Qt::EditRole);
+        showChangedTexts();
     }
+}
+
+void MainWindow::showChangedTexts()
+{
+    // The model does not announce single cells.
+    ui->resourceView->viewport()->update();
+    ui->resourceView->resizeColumnToContents(ConfigurationModel::ResourceColumn);
 }
 
 void MainWindow::modelDirtyFlagChanged(bool bDirty)

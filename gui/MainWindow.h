@@ -48,6 +48,7 @@ protected:
 private:
     void setupUi();
     void setupConnections();
+    void showChangedTexts();
     void restoreWindowSettings();
     void saveWindowSettings() const;
 
