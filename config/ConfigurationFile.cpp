@@ -126,6 +126,8 @@ void ConfigurationFile::save()
     file.m_resources = m_resources;
     file.m_serialProperties = m_serialProperties;
     file.m_provider = m_provider;
+    // A file may lie there that came after the search for one, or that is in another format.
+    file.m_replacesUnread = !m_impl;
     file.save();
 }
 
@@ -158,17 +160,21 @@ std::string ConfigurationFile::getResource(std::size_t index, std::string& alias
     if (position >= m_aliases.size())
         return {};
 
-    auto entry = m_aliases.end();
-    if (m_cursor && m_cursor->position + 1 == position)
-        entry = m_aliases.find(m_cursor->alias);
-    if (entry != m_aliases.end())
-        ++entry;
-    if (entry == m_aliases.end())
-        entry = std::next(m_aliases.begin(), static_cast<AliasMap::difference_type>(position));
-
-    m_cursor = Cursor{position, entry->first};
+    const AliasMap::const_iterator entry = aliasAt(position);
+    m_cursor = Cursor{position, m_aliases.size(), entry->first};
     alias = entry->first;
     return entry->second;
+}
+
+AliasMap::const_iterator ConfigurationFile::aliasAt(std::size_t position) const
+{
+    if (m_cursor && m_cursor->position + 1 == position && m_cursor->mapSize == m_aliases.size())
+    {
+        const auto previous = m_aliases.find(m_cursor->alias);
+        if (previous != m_aliases.end() && std::next(previous) != m_aliases.end())
+            return std::next(previous);
+    }
+    return std::next(m_aliases.begin(), static_cast<AliasMap::difference_type>(position));
 }
 
 std::vector<std::string> ConfigurationFile::getAllResources() const

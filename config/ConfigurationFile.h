@@ -83,8 +83,12 @@ private:
     struct Cursor
     {
         std::size_t position;
+        std::size_t mapSize;
         std::string alias;
     };
+
+    /// `position` must be below the number of aliases.
+    [[nodiscard]] AliasMap::const_iterator aliasAt(std::size_t position) const;
 
     mutable std::optional<Cursor> m_cursor;
 };

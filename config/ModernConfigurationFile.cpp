@@ -4,6 +4,7 @@
 #include "ModernConfigurationFile.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
@@ -13,7 +14,9 @@
 #include <system_error>
 
 #include <fcntl.h>
+#include <linux/limits.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 namespace KyVisa
@@ -24,6 +27,9 @@ namespace
 
 constexpr std::string_view providerKey = ":Provider=";
 constexpr int maximumLinkDepth = 40; // as the kernel has it
+constexpr mode_t newFileMode = 0666; // before the umask
+constexpr mode_t privateMode = 0600;
+constexpr std::size_t copyBlock = 65536;
 
 [[noreturn]] void throwErrno(const char* operation)
 {
@@ -35,13 +41,13 @@ class NewFile
 {
 public:
     /// Creates the first of `stem`1`suffix`, `stem`2`suffix`... that does not exist.
-    NewFile(const std::string& stem, const std::string& suffix)
+    NewFile(const std::string& stem, const std::string& suffix, mode_t mode)
     {
         for (int number = 1; m_descriptor < 0; ++number)
         {
             m_path = stem;
             m_path.append(std::to_string(number)).append(suffix);
-            m_descriptor = ::open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+            m_descriptor = ::open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
             if (m_descriptor < 0 && errno != EEXIST)
                 throwErrno("open");
         }
@@ -57,16 +63,22 @@ public:
     NewFile(const NewFile&) = delete;
     NewFile& operator=(const NewFile&) = delete;
 
-    /// Takes over mode and, as far as the process may give files away, owner and group.
-    void likeFile(const struct stat& model)
+    /// Takes over mode and access control list and, as far as the process may give files away, owner and group.
+    void likeFile(const std::string& path, const struct stat& status)
     {
-        if (::fchown(m_descriptor, model.st_uid, model.st_gid) != 0)
-        {
-            // Only root may give a file away; the group may still be one of the user's own.
-            [[maybe_unused]] const int groupKept = ::fchown(m_descriptor, static_cast<uid_t>(-1), model.st_gid);
-        }
-        if (::fchmod(m_descriptor, model.st_mode & 07777U) != 0)
+        mode_t mode = status.st_mode & 07777U;
+        // Only root may give a file away; the group may still be one of the user's own. Another group gets nothing.
+        if (::fchown(m_descriptor, status.st_uid, status.st_gid) != 0 &&
+            ::fchown(m_descriptor, static_cast<uid_t>(-1), status.st_gid) != 0)
+            mode &= ~static_cast<mode_t>(S_IRWXG);
+        if (::fchmod(m_descriptor, mode) != 0)
             throwErrno("fchmod");
+
+        const char* listName = "system.posix_acl_access";
+        std::string list(XATTR_SIZE_MAX, '\0');
+        const ssize_t length = ::getxattr(path.c_str(), listName, list.data(), list.size());
+        if (length > 0 && ::fsetxattr(m_descriptor, listName, list.data(), static_cast<std::size_t>(length), 0) != 0)
+            throwErrno("fsetxattr");
     }
 
     void write(std::string_view bytes)
@@ -79,35 +91,46 @@ public:
             else if (errno != EINTR)
                 throwErrno("write");
         }
-        // Renamed before its bytes are on the disk, the file could be empty after a power failure.
+    }
+
+    /// Leaves the file where it was created.
+    void keep()
+    {
+        sync();
+        m_kept = true;
+    }
+
+    /// Puts the file in the place of another.
+    void keepAs(const std::string& path)
+    {
+        sync();
+        if (::rename(m_path.c_str(), path.c_str()) != 0)
+            throwErrno("rename");
+        m_kept = true;
+    }
+
+private:
+    /// A file that is renamed before its bytes are on the disk could be empty after a power failure.
+    void sync()
+    {
         if (::fsync(m_descriptor) != 0)
             throwErrno("fsync");
     }
 
-    void keep() { m_kept = true; }
-
-    void keepAs(const std::string& path)
-    {
-        if (::rename(m_path.c_str(), path.c_str()) != 0)
-            throwErrno("rename");
-        keep();
-    }
-
-private:
     std::string m_path;
     int m_descriptor = -1;
     bool m_kept = false;
 };
 
 /// The file that a chain of symbolic links ends at, whether it exists or not.
-std::string linkTarget(std::filesystem::path path)
+std::filesystem::path linkTarget(std::filesystem::path path)
 {
     for (int depth = 0; depth < maximumLinkDepth; ++depth)
     {
         std::error_code notALink;
         const std::filesystem::path next = std::filesystem::read_symlink(path, notALink);
         if (notALink)
-            return path.string();
+            return path;
         path = path.parent_path() / next;
     }
     throw std::system_error(std::make_error_code(std::errc::too_many_symbolic_link_levels));
@@ -116,13 +139,15 @@ std::string linkTarget(std::filesystem::path path)
 /// Copies a file to the first free of path.~1~, path.~2~...
 void keepCopy(const std::string& path, const struct stat& status)
 {
-    std::ostringstream bytes;
-    bytes << std::ifstream(path, std::ios::binary).rdbuf();
-    if (!bytes)
+    NewFile copy(path + ".~", "~", privateMode);
+    copy.likeFile(path, status);
+    std::ifstream original(path, std::ios::binary);
+    std::array<char, copyBlock> block = {};
+    while (original.read(block.data(), block.size()) || original.gcount() > 0)
+        copy.write({block.data(), static_cast<std::size_t>(original.gcount())});
+    // A file that does not open, and one that fails on the way, did not reach its end.
+    if (!original.eof())
         throwErrno("read");
-    NewFile copy(path + ".~", "~");
-    copy.likeFile(status);
-    copy.write(bytes.str());
     copy.keep();
 }
 
@@ -145,18 +170,18 @@ std::string ModernConfigurationFile::upperCase(std::string text)
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): the signature is an interface.
 bool ModernConfigurationFile::isParseAble(std::string fileName) noexcept
-try
 {
-    std::ifstream file(fileName, std::ios::binary);
-    std::string line;
-    std::getline(file, line);
-    const std::string& version = GetVersionString();
-    return line.compare(0, version.size(), version) == 0;
-}
-
-catch (...)
-{
-    return false;
+    try
+    {
+        // No more than the version line is read: the first line of another file may be of any length.
+        std::string begin(GetVersionString().size(), '\0');
+        std::ifstream(fileName, std::ios::binary).read(begin.data(), static_cast<std::streamsize>(begin.size()));
+        return begin == GetVersionString();
+    }
+    catch (...)
+    {
+        return false;
+    }
 }
 
 SGpibProperties ModernConfigurationFile::getGpibProperties(std::uint16_t deviceNo) const
@@ -249,28 +274,34 @@ std::string ModernConfigurationFile::text() const
 }
 
 void ModernConfigurationFile::save() const
-try
 {
-    const std::string target = linkTarget(m_fileName);
-    struct stat status = {};
-    const bool exists = ::stat(target.c_str(), &status) == 0;
-    // Renaming over a write-protected file would succeed where writing to it must not.
-    if (exists && ::faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0)
+    try
+    {
+        replaceFile();
+    }
+    catch (...)
+    {
+        // Failures are quiet by contract; the old file is whole.
         return;
-
-    NewFile file(target + ".", ".tmp");
-    if (exists)
-        file.likeFile(status);
-    file.write(text());
-    if (exists && status.st_size > 0 && !isReadWhole(target))
-        keepCopy(target, status);
-    file.keepAs(target);
+    }
 }
 
-catch (...)
+void ModernConfigurationFile::replaceFile() const
 {
-    // Failures are quiet by contract; the old file is whole.
-    return;
+    const std::filesystem::path target = linkTarget(m_fileName);
+    struct stat status = {};
+    const bool exists = ::stat(target.c_str(), &status) == 0;
+    // Renaming over a write-protected file, or over a device, would succeed where writing to it must not.
+    if (exists && (!S_ISREG(status.st_mode) || ::faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0))
+        return;
+
+    NewFile file((target.parent_path() / ".visa.conf.").string(), ".tmp", exists ? privateMode : newFileMode);
+    if (exists)
+        file.likeFile(target, status);
+    file.write(text());
+    if (exists && status.st_size > 0 && (m_replacesUnread || !isReadWhole(target)))
+        keepCopy(target, status);
+    file.keepAs(target);
 }
 
 bool ModernConfigurationFile::isReadWhole(const std::string& fileName)

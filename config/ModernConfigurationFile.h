@@ -35,8 +35,8 @@ public:
     void parse(AliasMap& aliases, std::vector<std::string>& resources, ProviderId& provider) override;
 
     /// Replaces the file by the members, through a temporary file beside it that is renamed over it. Symbolic
-    /// links are followed, and mode and owner of an existing file are kept. An existing file that could not be
-    /// read to its end is first copied to visa.conf.~1~ (or ~2~...), so that what was not read is not lost.
+    /// links are followed, and mode, access control list and owner of an existing file are kept. An existing file
+    /// that was not read, or cannot be read to its end, is first copied to visa.conf.~1~ (or ~2~...).
     /// When anything fails, the old file stays whole and nothing is reported.
     void save() const;
 
@@ -50,8 +50,11 @@ public:
     AliasMap m_aliases;
     std::vector<std::string> m_resources;
     ProviderId m_provider = defaultProvider;
+    bool m_replacesUnread = false; ///< the members were not read from the file that save() replaces
 
 private:
+    /// save(), but throws when anything fails.
+    void replaceFile() const;
     /// Whether the reading reached the end of the file.
     bool readLines();
     void readLine(const std::string& line);

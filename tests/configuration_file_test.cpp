@@ -53,11 +53,14 @@ TEST(Saving, FollowsLinksAndKeepsTheMode)
 {
     writeFile("real/visa.conf", version);
     std::filesystem::permissions("real/visa.conf", std::filesystem::perms(0640));
-    std::filesystem::create_symlink("real/visa.conf", "second");
-    std::filesystem::create_symlink("second", "first");
+    std::filesystem::create_symlink("visa.conf", "real/link");
+    std::filesystem::create_symlink("real/link", "first");
     std::filesystem::create_symlink("new", "dangling");
     std::filesystem::create_symlink("loop", "loop");
+    ASSERT_EQ(::mkfifo("pipe", 0600), 0);
     ::umask(027);
+    ModernConfigurationFile("pipe").save();
+    EXPECT_TRUE(std::filesystem::is_fifo("pipe"));
     for (const char* link : {"first", "dangling", "loop"})
     {
         ModernConfigurationFile(link).save();
@@ -66,7 +69,7 @@ TEST(Saving, FollowsLinksAndKeepsTheMode)
     EXPECT_EQ(readFile("real/visa.conf") + readFile("new"), saved + saved);
     EXPECT_EQ(modeOf("real/visa.conf"), 0640U);
     EXPECT_EQ(modeOf("new"), 0640U);
-    EXPECT_THAT(filesIn("."), UnorderedElementsAre("real", "first", "second", "dangling", "new", "loop"));
+    EXPECT_THAT(filesIn("."), UnorderedElementsAre("real", "first", "dangling", "new", "loop", "pipe"));
 }
 
 TEST(Saving, LeavesTheOldFileWholeWhenItFails)
@@ -105,10 +108,12 @@ TEST(Saving, KeepsACopyOfWhatItCouldNotRead)
     for (const std::string& text : {notOurs, stopsReading, saved + "READ=me\n", std::string()})
     {
         writeFile("visa.conf", text);
+        std::filesystem::permissions("visa.conf", std::filesystem::perms(0604));
         ModernConfigurationFile("visa.conf").save();
         EXPECT_EQ(readFile("visa.conf"), saved);
     }
     EXPECT_EQ(readFile("visa.conf.~1~") + readFile("visa.conf.~2~"), notOurs + stopsReading);
+    EXPECT_EQ(modeOf("visa.conf.~2~"), 0604U);
     EXPECT_THAT(filesIn("."), UnorderedElementsAre("visa.conf", "visa.conf.~1~", "visa.conf.~2~"));
 }
 
@@ -157,6 +162,7 @@ TEST(Service, HandsOutEveryAliasOnceWhateverTheOrderOfAsking)
     EXPECT_THAT(std::set<std::string>(forward.begin(), forward.end()), ::testing::SizeIs(502));
 
     EXPECT_EQ(resourceAt(250), forward[250]);
+    EXPECT_EQ(resourceAt(250), forward[250]);
     store.m_aliases.erase(forward[250].substr(forward[250].find(',') + 1));
     EXPECT_EQ(resourceAt(251), forward[252]);
     EXPECT_EQ(resourceAt(501), ",");
@@ -170,13 +176,17 @@ TEST(Service, ReloadsAfterASaveAndOnlyThenKnowsLowerCaseAliases)
     KyVisa::SSerialProperties properties = {1, 2, 3, 4, 5};
     EXPECT_FALSE(store.getSerialProperties(1, properties));
     EXPECT_EQ(properties, (KyVisa::SSerialProperties{1, 2, 3, 4, 5}));
+    KyVisa::SGpibProperties board;
+    EXPECT_FALSE(store.getGpibProperties(1, board));
 
+    writeConfiguration("CAME=later\n");
     store.setData({{"X", "scope"}, {"Y", "twice"}, {"Z", "twice"}, {"plain", ""}, {"plain", ""}});
     store.m_serialProperties = {{1, {19200, 8, 0, 0, 0}}};
     store.setProvider(7);
     std::string name = "scope";
     EXPECT_FALSE(store.replaceAlias(name));
     store.save();
+    EXPECT_EQ(readFile(World::configurationFile().string() + ".~1~"), version + "CAME=later\n");
     EXPECT_TRUE(ConfigurationFile::getInstance().replaceAlias(name));
     EXPECT_EQ(store.m_aliases, (KyVisa::AliasMap{{"SCOPE", "X"}, {"TWICE", "Z"}}));
     EXPECT_THAT(store.m_resources, ElementsAre("plain", "plain"));
@@ -186,6 +196,8 @@ TEST(Service, ReloadsAfterASaveAndOnlyThenKnowsLowerCaseAliases)
 
     writeConfiguration(":Provider=8\n");
     EXPECT_EQ(ConfigurationFile::getInstance().m_provider, 8);
+    store.setProvider(9);
+    EXPECT_EQ(ConfigurationFile::getInstance().m_provider, 9);
     writeFile(World::configurationFile(), "no longer ours");
-    EXPECT_EQ(ConfigurationFile::getInstance().m_provider, 8);
+    EXPECT_EQ(ConfigurationFile::getInstance().m_provider, 9);
 }
