@@ -4,6 +4,7 @@
 #include "ResourceName.h"
 
 #include <array>
+#include <charconv>
 
 #include <re2/re2.h>
 
@@ -12,30 +13,44 @@ namespace
 
 struct Form
 {
-    re2::RE2 pattern;
+    re2::RE2 pattern; ///< captures the board number and what stands between it and the class
     ViUInt16 interfaceType;
+    const char* keyword;
+    const char* defaultDevice; ///< what stands before the class where the name leaves it out
+    const char* resourceClass;
 };
+
+// VPP-4.3, "Address string grammar". The third form is the one that leaves out the LAN device.
+const std::array<Form, 5>& forms()
+{
+    static const std::array<Form, 5> table = {{
+        {R"((?i)ASRL(\d*)()(?:::INSTR)?)", VI_INTF_ASRL, "ASRL", "", "INSTR"},
+        {R"((?i)USB(\d*)((?:::(?:0x[0-9A-F]{1,4}|\d{1,5})){2}::[!-9;-~]+(?:::\d+)?)(?:::INSTR)?)", VI_INTF_USB, "USB",
+         "", "INSTR"},
+        {R"((?i)TCPIP(\d*)(::(?:[!-9;-Z^-~]+|\[[!-Z^-~]+\]))(?:::INSTR)?)", VI_INTF_TCPIP, "TCPIP", "::inst0", "INSTR"},
+        {R"((?i)TCPIP(\d*)(::(?:[!-9;-Z^-~]+|\[[!-Z^-~]+\])::(?:inst|hislip)\d+(?:,\d+)?)(?:::INSTR)?)", VI_INTF_TCPIP,
+         "TCPIP", "", "INSTR"},
+        {R"((?i)TCPIP(\d*)(::(?:[!-9;-Z^-~]+|\[[!-Z^-~]+\])::\d+)::SOCKET)", VI_INTF_TCPIP, "TCPIP", "", "SOCKET"},
+    }};
+    return table;
+}
 
 } // namespace
 
-std::optional<InterfaceOfResource> parseResourceName(const std::string& name)
+std::optional<ParsedResource> parseResourceName(const std::string& name)
 {
-    // VPP-4.3, "Address string grammar". The board number is the only capture.
-    static const std::array<Form, 4> forms = {{
-        {R"((?i)ASRL(\d*)(?:::INSTR)?)", VI_INTF_ASRL},
-        {R"((?i)USB(\d*)(?:::(?:0x[0-9A-F]{1,4}|\d{1,5})){2}::[!-9;-~]+(?:::\d+)?(?:::INSTR)?)", VI_INTF_USB},
-        {R"((?i)TCPIP(\d*)::[!-9;-~]+(?:::(?:inst|hislip)\d+(?:,\d+)?)?(?:::INSTR)?)", VI_INTF_TCPIP},
-        {R"((?i)TCPIP(\d*)::[!-9;-~]+::\d+::SOCKET)", VI_INTF_TCPIP},
-    }};
-    for (const Form& form : forms)
+    for (const Form& form : forms())
     {
         std::string number;
-        if (!re2::RE2::FullMatch(name, form.pattern, &number))
+        std::string device;
+        if (!re2::RE2::FullMatch(name, form.pattern, &number, &device))
             continue;
         ViUInt16 board = 0;
-        if (!number.empty() && !re2::RE2::FullMatch(number, R"((\d+))", &board))
-            return std::nullopt; // more than 16 bits
-        return InterfaceOfResource{form.interfaceType, board};
+        const auto conversion = std::from_chars(number.data(), number.data() + number.size(), board);
+        if (conversion.ec == std::errc::result_out_of_range)
+            return std::nullopt;
+        const std::string expanded = form.keyword + std::to_string(board) + device + form.defaultDevice + "::";
+        return ParsedResource{form.interfaceType, board, form.resourceClass, expanded + form.resourceClass};
     }
     return std::nullopt;
 }

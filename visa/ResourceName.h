@@ -8,13 +8,15 @@
 #include <optional>
 #include <string>
 
-/// What viParseRsrc() gives for a resource name.
-struct InterfaceOfResource
+/// What a resource name says.
+struct ParsedResource
 {
-    ViUInt16 type;   ///< VI_INTF_ASRL, VI_INTF_TCPIP or VI_INTF_USB
-    ViUInt16 number; ///< board number; 0 where the name has none
+    ViUInt16 interfaceType;    ///< VI_INTF_ASRL, VI_INTF_TCPIP or VI_INTF_USB
+    ViUInt16 interfaceNumber;  ///< board number; 0 where the name has none
+    std::string resourceClass; ///< "INSTR" or "SOCKET"
+    std::string expandedName;  ///< with board number, LAN device and class; keywords in capitals
 };
 
-/// The interface that a resource name belongs to, or nothing for a name that is no serial, TCP/IP or USB resource.
-/// Keywords may be in any letter case.
-[[nodiscard]] std::optional<InterfaceOfResource> parseResourceName(const std::string& name);
+/// Takes a resource name apart, or gives nothing for a name that is no serial, TCP/IP or USB resource. Keywords may
+/// be in any letter case.
+[[nodiscard]] std::optional<ParsedResource> parseResourceName(const std::string& name);

@@ -17,7 +17,7 @@ public:
     VisaHandle(const VisaHandle&) = delete;
     VisaHandle& operator=(const VisaHandle&) = delete;
 
-    /// A session of the default resource manager, VI_NULL when it does not open.
+    /// Whatever the library gives as a session of the default resource manager; its status is not looked at.
     [[nodiscard]] static VisaHandle defaultResourceManager()
     {
         ViSession session = VI_NULL;

@@ -1,92 +1,75 @@
 // SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
 // SPDX-License-Identifier: MIT
 
-#include "LocalResources.h"
+#include "Configuration.h"
+#include "Objects.h"
 #include "ResourceExpression.h"
 #include "ResourceName.h"
+#include "SerialPorts.h"
+#include "Statuses.h"
+#include "UsbInstruments.h"
 #include "visa.h"
 
-#include <algorithm>
 #include <cstring>
-#include <map>
-#include <mutex>
+#include <limits>
 #include <new>
-#include <variant>
 
 namespace
 {
 
-struct ResourceManager
-{
-};
+constexpr const char* manufacturer = "Kyvane & Yollet";
+constexpr ViAttrState allNetworkSearches = 7;
 
-struct FindList
-{
-    ViSession owner;
-    std::vector<std::string> resources;
-    std::size_t next;
-};
-
-/// Every open session and find list of the process, by handle. Handles are never given twice.
-struct Objects
-{
-    std::mutex mutex;
-    std::map<ViObject, std::variant<ResourceManager, FindList>> open;
-    ViObject lastHandle = VI_NULL;
-
-    static Objects& instance()
-    {
-        // Never destroyed: a thread of the client may still call while the process exits.
-        static auto* objects = new Objects;
-        return *objects;
-    }
-
-    /// Null where the handle is not that of an open `Object`.
-    template <typename Object>
-    Object* find(ViObject handle)
-    {
-        const auto entry = open.find(handle);
-        return entry == open.end() ? nullptr : std::get_if<Object>(&entry->second);
-    }
-
-    template <typename Object>
-    ViObject add(Object object)
-    {
-        open.emplace(++lastHandle, std::move(object));
-        return lastHandle;
-    }
-};
-
-/// Runs a call with the objects locked; no exception may reach a client written in C.
+/// Runs a call. No exception may reach the client, which may be written in C.
 template <typename Call>
-ViStatus locked(Call call) noexcept
-try
+ViStatus guarded(Call call) noexcept
 {
-    Objects& objects = Objects::instance();
-    const std::lock_guard lock(objects.mutex);
-    return call(objects);
+    try
+    {
+        return call(Objects::instance());
+    }
+    catch (const std::bad_alloc&)
+    {
+        return VI_ERROR_ALLOC;
+    }
+    catch (...)
+    {
+        return VI_ERROR_SYSTEM_ERROR;
+    }
 }
 
-catch (...)
+template <typename Value>
+void give(Value* place, Value value)
 {
-    return VI_ERROR_ALLOC;
+    if (place != nullptr)
+        *place = value;
 }
 
-void describe(const std::string& resource, ViChar* description)
+void giveText(ViChar* place, const std::string& text)
 {
-    if (description != nullptr)
-        description[resource.copy(description, VI_FIND_BUFLEN - 1)] = '\0';
+    if (place != nullptr)
+        place[text.copy(place, VI_FIND_BUFLEN - 1)] = '\0';
 }
 
-std::vector<std::string> matchingResources(const ResourceExpression& expression)
+/// What each source finds and the expression matches. A source that fails only lacks its own resources.
+std::vector<std::string> findResources(const ResourceExpression& expression)
 {
     std::vector<std::string> resources;
-    for (const auto& source : {serialPortResources, usbInstrumentResources})
+    for (const auto source : {serialPortResources, usbInstrumentResources})
     {
-        for (std::string& resource : source())
+        try
         {
-            if (resource.size() < VI_FIND_BUFLEN && expression.matches(resource))
-                resources.push_back(std::move(resource));
+            for (std::string& resource : source())
+            {
+                // A device may be unplugged while it is asked for its numbers, and then gives none.
+                const bool isName = resource.size() < VI_FIND_BUFLEN && parseResourceName(resource);
+                if (isName && expression.matches(resource))
+                    resources.push_back(std::move(resource));
+            }
+        }
+        catch (const std::exception&)
+        {
+            continue;
         }
     }
     return resources;
@@ -96,89 +79,148 @@ std::vector<std::string> matchingResources(const ResourceExpression& expression)
 
 ViStatus viOpenDefaultRM(ViSession* resourceManager)
 {
-    return locked([&](Objects& objects) {
+    return guarded([&](Objects& objects) {
         if (resourceManager == nullptr)
             return VI_ERROR_USER_BUF;
-        *resourceManager = objects.add(ResourceManager{});
+        *resourceManager = objects.openSession();
         return VI_SUCCESS;
     });
 }
 
-ViStatus viSetAttribute(ViObject object, ViAttr attribute, ViAttrState /*value*/)
+ViStatus viSetAttribute(ViObject object, ViAttr attribute, ViAttrState value)
 {
-    return locked([&](Objects& objects) {
-        if (objects.open.count(object) == 0)
-            return VI_ERROR_INV_OBJECT;
-        // Both tune searches in the network, and only this machine is searched.
-        const bool known = attribute == KYVISA_ATTR_SEARCH_TIME || attribute == KYVISA_ATTR_NETWORK_SEARCHES;
-        return known && objects.find<ResourceManager>(object) != nullptr ? VI_SUCCESS : VI_ERROR_NSUP_ATTR;
+    return guarded([&](Objects& objects) {
+        std::optional<SearchSettings> settings = objects.settings(object);
+        if (!settings)
+            return objects.isList(object) ? VI_ERROR_NSUP_ATTR : VI_ERROR_INV_OBJECT;
+        if (attribute != KYVISA_ATTR_NETWORK_SEARCHES && attribute != KYVISA_ATTR_SEARCH_TIME)
+            return VI_ERROR_NSUP_ATTR;
+        const bool isTime = attribute == KYVISA_ATTR_SEARCH_TIME;
+        if (value > (isTime ? std::numeric_limits<ViUInt32>::max() : allNetworkSearches))
+            return VI_ERROR_NSUP_ATTR_STATE;
+        (isTime ? settings->milliseconds : settings->networkSearches) = static_cast<ViUInt32>(value);
+        objects.setSettings(object, *settings);
+        return VI_SUCCESS;
+    });
+}
+
+ViStatus viGetAttribute(ViObject object, ViAttr attribute, void* value)
+{
+    return guarded([&](Objects& objects) {
+        const std::optional<SearchSettings> settings = objects.settings(object);
+        if (!settings)
+            return objects.isList(object) ? VI_ERROR_NSUP_ATTR : VI_ERROR_INV_OBJECT;
+        if (value == nullptr)
+            return VI_ERROR_USER_BUF;
+        switch (attribute)
+        {
+        case VI_ATTR_RSRC_MANF_ID:
+            *static_cast<ViUInt16*>(value) = configuration::provider();
+            return VI_SUCCESS;
+        case VI_ATTR_RSRC_MANF_NAME:
+            giveText(static_cast<ViChar*>(value), manufacturer);
+            return VI_SUCCESS;
+        case KYVISA_ATTR_NETWORK_SEARCHES:
+            *static_cast<ViUInt32*>(value) = settings->networkSearches;
+            return VI_SUCCESS;
+        case KYVISA_ATTR_SEARCH_TIME:
+            *static_cast<ViUInt32*>(value) = settings->milliseconds;
+            return VI_SUCCESS;
+        default:
+            return VI_ERROR_NSUP_ATTR;
+        }
     });
 }
 
 ViStatus viFindRsrc(ViSession resourceManager, ViConstString expression, ViFindList* list, ViUInt32* count,
                     ViChar* description)
 {
-    return locked([&](Objects& objects) {
-        if (objects.find<ResourceManager>(resourceManager) == nullptr)
+    return guarded([&](Objects& objects) {
+        if (!objects.settings(resourceManager))
             return VI_ERROR_INV_OBJECT;
-        const ResourceExpression wanted(expression == nullptr ? "(" : expression);
+        if (expression == nullptr)
+            return VI_ERROR_INV_EXPR;
+        const ResourceExpression wanted(expression);
         if (!wanted.isValid())
             return VI_ERROR_INV_EXPR;
 
-        std::vector<std::string> resources = matchingResources(wanted);
-        if (count != nullptr)
-            *count = static_cast<ViUInt32>(resources.size());
+        std::vector<std::string> resources = findResources(wanted);
+        give(count, static_cast<ViUInt32>(resources.size()));
         if (resources.empty())
             return VI_ERROR_RSRC_NFOUND;
-        describe(resources.front(), description);
+        giveText(description, resources.front());
         // Without a place for its handle nobody could close the list.
-        if (list != nullptr)
-            *list = objects.add(FindList{resourceManager, std::move(resources), 1});
-        return VI_SUCCESS;
+        if (list == nullptr)
+            return VI_SUCCESS;
+        resources.erase(resources.begin());
+        const std::optional<ViFindList> opened = objects.openList(resourceManager, std::move(resources));
+        *list = opened.value_or(VI_NULL);
+        return opened ? VI_SUCCESS : VI_ERROR_INV_OBJECT;
     });
 }
 
 ViStatus viFindNext(ViFindList list, ViChar* description)
 {
-    return locked([&](Objects& objects) {
-        auto* found = objects.find<FindList>(list);
-        if (found == nullptr)
-            return VI_ERROR_INV_OBJECT;
-        if (found->next == found->resources.size())
-            return VI_ERROR_RSRC_NFOUND;
-        describe(found->resources[found->next++], description);
+    return guarded([&](Objects& objects) {
+        const std::optional<std::string> resource = objects.next(list);
+        if (!resource)
+            return objects.isList(list) ? VI_ERROR_RSRC_NFOUND : VI_ERROR_INV_OBJECT;
+        giveText(description, *resource);
         return VI_SUCCESS;
     });
 }
 
 ViStatus viParseRsrc(ViSession resourceManager, ViConstString name, ViUInt16* interfaceType, ViUInt16* interfaceNumber)
 {
-    return locked([&](Objects& objects) {
-        if (objects.find<ResourceManager>(resourceManager) == nullptr)
+    return viParseRsrcEx(resourceManager, name, interfaceType, interfaceNumber, nullptr, nullptr, nullptr);
+}
+
+ViStatus viParseRsrcEx(ViSession resourceManager, ViConstString name, ViUInt16* interfaceType,
+                       ViUInt16* interfaceNumber, ViChar* resourceClass, ViChar* expandedName, ViChar* alias)
+{
+    return guarded([&](Objects& objects) {
+        if (!objects.settings(resourceManager))
             return VI_ERROR_INV_OBJECT;
-        const auto parsed = parseResourceName(name == nullptr ? "" : name);
+        if (name == nullptr)
+            return VI_ERROR_INV_RSRC_NAME;
+        const std::string resource = configuration::withoutAlias(name);
+        const std::optional<ParsedResource> parsed = parseResourceName(resource);
         if (!parsed)
             return VI_ERROR_INV_RSRC_NAME;
-        if (interfaceType != nullptr)
-            *interfaceType = parsed->type;
-        if (interfaceNumber != nullptr)
-            *interfaceNumber = parsed->number;
+        give(interfaceType, parsed->interfaceType);
+        give(interfaceNumber, parsed->interfaceNumber);
+        giveText(resourceClass, parsed->resourceClass);
+        giveText(expandedName, parsed->expandedName);
+        giveText(alias, configuration::aliasOf(resource));
         return VI_SUCCESS;
+    });
+}
+
+ViStatus viOpen(ViSession resourceManager, ViConstString /*name*/, ViUInt32 /*accessMode*/, ViUInt32 /*timeout*/,
+                ViSession* session)
+{
+    return guarded([&](Objects& objects) {
+        give(session, VI_NULL);
+        return objects.settings(resourceManager) ? VI_ERROR_NSUP_OPER : VI_ERROR_INV_OBJECT;
+    });
+}
+
+ViStatus viStatusDesc(ViObject object, ViStatus status, ViChar* description)
+{
+    return guarded([&](Objects& objects) {
+        if (!objects.settings(object) && !objects.isList(object))
+            return VI_ERROR_INV_OBJECT;
+        const char* words = statusDescription(status);
+        giveText(description, words == nullptr ? "Unknown status." : words);
+        return words == nullptr ? VI_WARN_UNKNOWN_STATUS : VI_SUCCESS;
     });
 }
 
 ViStatus viClose(ViObject object)
 {
-    if (object == VI_NULL)
-        return VI_WARN_NULL_OBJECT;
-    return locked([&](Objects& objects) {
-        if (objects.open.erase(object) == 0)
-            return VI_ERROR_INV_OBJECT;
-        for (auto entry = objects.open.begin(); entry != objects.open.end();)
-        {
-            const auto* list = std::get_if<FindList>(&entry->second);
-            entry = list != nullptr && list->owner == object ? objects.open.erase(entry) : std::next(entry);
-        }
-        return VI_SUCCESS;
+    return guarded([&](Objects& objects) {
+        if (object == VI_NULL)
+            return VI_WARN_NULL_OBJECT;
+        return objects.close(object) ? VI_SUCCESS : VI_ERROR_INV_OBJECT;
     });
 }

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
 
 using ViChar = char;
 using ViConstString = const ViChar*;
@@ -19,7 +20,9 @@ using ViFindList = ViObject;
 using ViAttr = std::uint32_t;
 using ViAttrState = std::uintptr_t;
 
-static_assert(sizeof(ViStatus) == 4 && sizeof(ViObject) == 4 && sizeof(ViAttr) == 4);
+static_assert(sizeof(ViStatus) == 4 && std::is_signed_v<ViStatus>);
+static_assert(sizeof(ViObject) == 4 && std::is_unsigned_v<ViObject>);
+static_assert(sizeof(ViAttr) == 4 && std::is_unsigned_v<ViAttr>);
 static_assert(sizeof(ViUInt16) == 2 && sizeof(ViUInt32) == 4);
 static_assert(sizeof(ViAttrState) == sizeof(void*));
 
@@ -28,19 +31,25 @@ constexpr unsigned VI_FIND_BUFLEN = 256; ///< the room that a description needs,
 
 constexpr ViStatus VI_SUCCESS = 0;
 constexpr ViStatus VI_WARN_NULL_OBJECT = 0x3FFF0082;
-constexpr ViStatus VI_ERROR_INV_OBJECT = -0x4000FFF2;      // 0xBFFF000E
-constexpr ViStatus VI_ERROR_INV_EXPR = -0x4000FFF0;        // 0xBFFF0010
-constexpr ViStatus VI_ERROR_RSRC_NFOUND = -0x4000FFEF;     // 0xBFFF0011
-constexpr ViStatus VI_ERROR_INV_RSRC_NAME = -0x4000FFEE;   // 0xBFFF0012
-constexpr ViStatus VI_ERROR_NSUP_ATTR = -0x4000FFE3;       // 0xBFFF001D
-constexpr ViStatus VI_ERROR_NSUP_ATTR_STATE = -0x4000FFE2; // 0xBFFF001E
-constexpr ViStatus VI_ERROR_ALLOC = -0x4000FFC4;           // 0xBFFF003C
-constexpr ViStatus VI_ERROR_USER_BUF = -0x4000FF8F;        // 0xBFFF0071
+constexpr ViStatus VI_WARN_UNKNOWN_STATUS = 0x3FFF0085;
+constexpr ViStatus VI_ERROR_SYSTEM_ERROR = static_cast<ViStatus>(0xBFFF0000);
+constexpr ViStatus VI_ERROR_INV_OBJECT = static_cast<ViStatus>(0xBFFF000E);
+constexpr ViStatus VI_ERROR_INV_EXPR = static_cast<ViStatus>(0xBFFF0010);
+constexpr ViStatus VI_ERROR_RSRC_NFOUND = static_cast<ViStatus>(0xBFFF0011);
+constexpr ViStatus VI_ERROR_INV_RSRC_NAME = static_cast<ViStatus>(0xBFFF0012);
+constexpr ViStatus VI_ERROR_NSUP_ATTR = static_cast<ViStatus>(0xBFFF001D);
+constexpr ViStatus VI_ERROR_NSUP_ATTR_STATE = static_cast<ViStatus>(0xBFFF001E);
+constexpr ViStatus VI_ERROR_ALLOC = static_cast<ViStatus>(0xBFFF003C);
+constexpr ViStatus VI_ERROR_NSUP_OPER = static_cast<ViStatus>(0xBFFF0067);
+constexpr ViStatus VI_ERROR_USER_BUF = static_cast<ViStatus>(0xBFFF0071);
 static_assert(VI_ERROR_RSRC_NFOUND == -1073807343);
 
 constexpr ViUInt16 VI_INTF_ASRL = 4;
 constexpr ViUInt16 VI_INTF_TCPIP = 6;
 constexpr ViUInt16 VI_INTF_USB = 7;
+
+constexpr ViAttr VI_ATTR_RSRC_MANF_ID = 0x3FFF0175;   ///< 16 bit; the provider ID
+constexpr ViAttr VI_ATTR_RSRC_MANF_NAME = 0xBFFF0174; ///< text of up to VI_FIND_BUFLEN
 
 // Attributes of the KyVisa library itself, for sessions of the default resource manager.
 constexpr ViAttr KYVISA_ATTR_SEARCH_TIME = 0x0F9C0001;      ///< milliseconds that a network search may take
@@ -63,6 +72,21 @@ extern "C"
 
     ViStatus viParseRsrc(ViSession resourceManager, ViConstString name, ViUInt16* interfaceType,
                          ViUInt16* interfaceNumber);
+
+    /// As viParseRsrc(), and gives the resource class ("INSTR" or "SOCKET"), the whole resource name with no alias in
+    /// it, and the alias that stands for it, empty where there is none. Every pointer behind `name` may be null; a text
+    /// needs VI_FIND_BUFLEN.
+    ViStatus viParseRsrcEx(ViSession resourceManager, ViConstString name, ViUInt16* interfaceType,
+                           ViUInt16* interfaceNumber, ViChar* resourceClass, ViChar* expandedName, ViChar* alias);
+
+    /// Writes as many bytes to `value` as the attribute has.
+    ViStatus viGetAttribute(ViObject object, ViAttr attribute, void* value);
+
+    ViStatus viOpen(ViSession resourceManager, ViConstString name, ViUInt32 accessMode, ViUInt32 timeout,
+                    ViSession* session);
+
+    /// Words for a status. VI_WARN_UNKNOWN_STATUS for one that has none.
+    ViStatus viStatusDesc(ViObject object, ViStatus status, ViChar description[VI_FIND_BUFLEN]);
 
     /// VI_WARN_NULL_OBJECT for VI_NULL.
     ViStatus viClose(ViObject object);

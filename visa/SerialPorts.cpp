@@ -1,0 +1,41 @@
+// SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
+// SPDX-License-Identifier: MIT
+
+#include "SerialPorts.h"
+
+#include "Udev.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include <libudev.h>
+
+namespace
+{
+
+bool isSerialPort(udev_device* device)
+{
+    // Virtual terminals have no parent; a UART of type 0 ("unknown") was reserved but not found.
+    return udev_device_get_devnode(device) != nullptr && udev_device_get_parent(device) != nullptr &&
+           udevAttribute(device, "type") != "0";
+}
+
+} // namespace
+
+std::vector<std::string> serialPortResources()
+{
+    std::vector<std::string> nodes;
+    for (const UdevDevice& device : udevDevices("tty"))
+    {
+        if (isSerialPort(device.get()))
+            nodes.emplace_back(udev_device_get_devnode(device.get()));
+    }
+    std::sort(nodes.begin(), nodes.end(), [](const std::string& left, const std::string& right) {
+        return ::strverscmp(left.c_str(), right.c_str()) < 0;
+    });
+
+    std::vector<std::string> resources;
+    for (std::size_t number = 1; number <= nodes.size(); ++number)
+        resources.push_back("ASRL" + std::to_string(number) + "::INSTR");
+    return resources;
+}

@@ -1,0 +1,54 @@
+// SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
+// SPDX-License-Identifier: MIT
+
+#include "Udev.h"
+
+#include <libudev.h>
+
+namespace
+{
+
+struct EnumerationRelease
+{
+    void operator()(udev_enumerate* enumeration) const { udev_enumerate_unref(enumeration); }
+};
+
+} // namespace
+
+void UdevRelease::operator()(udev* context) const
+{
+    udev_unref(context);
+}
+
+void UdevRelease::operator()(udev_device* device) const
+{
+    udev_device_unref(device);
+}
+
+std::vector<UdevDevice> udevDevices(const char* subsystem)
+{
+    std::vector<UdevDevice> devices;
+    const Udev context(udev_new());
+    if (!context)
+        return devices;
+    const std::unique_ptr<udev_enumerate, EnumerationRelease> enumeration(udev_enumerate_new(context.get()));
+    if (!enumeration || udev_enumerate_add_match_subsystem(enumeration.get(), subsystem) < 0 ||
+        udev_enumerate_scan_devices(enumeration.get()) < 0)
+        return devices;
+
+    udev_list_entry* entry = nullptr;
+    udev_list_entry_foreach(entry, udev_enumerate_get_list_entry(enumeration.get()))
+    {
+        // A device that was unplugged since the scan gives null.
+        UdevDevice device(udev_device_new_from_syspath(context.get(), udev_list_entry_get_name(entry)));
+        if (device)
+            devices.push_back(std::move(device));
+    }
+    return devices;
+}
+
+std::string udevAttribute(udev_device* device, const char* name)
+{
+    const char* value = udev_device_get_sysattr_value(device, name);
+    return value == nullptr ? std::string() : value;
+}

@@ -1,0 +1,105 @@
+// SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
+// SPDX-License-Identifier: MIT
+
+#include "UsbInstruments.h"
+
+#include "Udev.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <map>
+#include <set>
+#include <string_view>
+
+#include <libudev.h>
+
+namespace
+{
+
+bool isUsbtmcInterface(udev_device* device)
+{
+    const char* type = udev_device_get_devtype(device);
+    return type != nullptr && std::string_view(type) == "usb_interface" &&
+           udevAttribute(device, "bInterfaceClass") == "fe" && udevAttribute(device, "bInterfaceSubClass") == "03";
+}
+
+std::string serialNumberField(const std::string& serialNumber)
+{
+    constexpr std::string_view blanks = " \t\r\n";
+    constexpr std::string_view reserved = "\"*/:?\\";
+    const std::size_t first = serialNumber.find_first_not_of(blanks);
+    if (first == std::string::npos)
+        return {};
+    std::string field = serialNumber.substr(first, serialNumber.find_last_not_of(blanks) - first + 1);
+    std::replace_if(
+        field.begin(), field.end(),
+        [&](char byte) { return byte <= ' ' || byte > '~' || reserved.find(byte) != std::string_view::npos; }, '_');
+    return field;
+}
+
+/// `0x` and the four digits of a sysfs number such as "1ab1".
+std::string usbId(std::string digits)
+{
+    std::transform(digits.begin(), digits.end(), digits.begin(),
+                   [](unsigned char digit) { return static_cast<char>(std::toupper(digit)); });
+    return "0x" + digits;
+}
+
+struct UsbInstrument
+{
+    std::string model;        ///< the resource string up to the serial number
+    std::string serialNumber; ///< empty where the device has none
+    std::string place;        ///< where it is plugged in
+    std::set<unsigned long> interfaces;
+};
+
+/// Every device that has a USBTMC interface, by its path in sysfs.
+std::map<std::string, UsbInstrument> usbInstruments()
+{
+    std::map<std::string, UsbInstrument> instruments;
+    for (const UdevDevice& interface : udevDevices("usb"))
+    {
+        // The parent belongs to its child and is released with it.
+        udev_device* device = udev_device_get_parent_with_subsystem_devtype(interface.get(), "usb", "usb_device");
+        if (device == nullptr || !isUsbtmcInterface(interface.get()))
+            continue;
+        UsbInstrument& instrument = instruments[udev_device_get_syspath(device)];
+        instrument.model = "USB0::" + usbId(udevAttribute(device, "idVendor")) +
+                           "::" + usbId(udevAttribute(device, "idProduct")) + "::";
+        instrument.serialNumber = serialNumberField(udevAttribute(device, "serial"));
+        instrument.place = std::string("PORT-") + udev_device_get_sysname(device);
+        // Hexadecimal in sysfs, decimal in a resource string.
+        const std::string number = udevAttribute(interface.get(), "bInterfaceNumber");
+        instrument.interfaces.insert(std::strtoul(number.c_str(), nullptr, 16));
+    }
+    return instruments;
+}
+
+} // namespace
+
+std::vector<std::string> usbInstrumentResources()
+{
+    const std::map<std::string, UsbInstrument> instruments = usbInstruments();
+    std::multiset<std::string> names;
+    for (const auto& [path, instrument] : instruments)
+        names.insert(instrument.model + instrument.serialNumber);
+
+    std::vector<std::string> resources;
+    for (const auto& [path, instrument] : instruments)
+    {
+        // Some makers give every device the same serial number.
+        std::string name = instrument.model + instrument.serialNumber;
+        if (instrument.serialNumber.empty())
+            name += instrument.place;
+        else if (names.count(name) > 1)
+            name += "-" + instrument.place;
+        for (const unsigned long number : instrument.interfaces)
+        {
+            const std::string field = instrument.interfaces.size() > 1 ? "::" + std::to_string(number) : "";
+            resources.push_back(name + field + "::INSTR");
+        }
+    }
+    std::sort(resources.begin(), resources.end());
+    return resources;
+}
