@@ -4,10 +4,11 @@
 #
 # Sourced by run, test and the checks: installs missing Debian packages, says what it does.
 
-build_packages=(g++ cmake ninja-build pkg-config qtbase5-dev libudev-dev libre2-dev)
+build_packages=(g++ cmake ninja-build pkg-config qtbase5-dev libudev-dev libre2-dev libavahi-client-dev)
 # What a window needs that the libraries do not ask for themselves: a Wayland platform, a font, locale data.
 run_packages=(qtwayland5 fonts-dejavu-core)
-test_packages=(libgtest-dev libgmock-dev umockdev xvfb xauth xdotool openbox fonts-dejavu-core)
+test_packages=(libgtest-dev libgmock-dev umockdev xvfb xauth xdotool openbox fonts-dejavu-core python3-pyvisa
+    libavahi-core7 libdaemon0 avahi-utils dbus-daemon dbus-bin iproute2)
 check_packages=(clang clang-tidy clang-format libclang-rt-14-dev shellcheck desktop-file-utils appstream)
 
 say() { printf '%s: %s\n' "${0##*/}" "$*"; }
@@ -40,4 +41,14 @@ install_packages() {
     "${as_root[@]}" apt-get update -qq || fail "apt-get update failed"
     "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null ||
         fail "could not install: ${missing[*]}"
+}
+
+# The Avahi daemon for the tests goes to build/tools. Installed, it would be started, and announce this machine.
+unpack_avahi_daemon() {
+    [[ -x build/tools/usr/sbin/avahi-daemon ]] && return
+    command -v apt-get >/dev/null || return 0
+    say "unpacking avahi-daemon in $PWD/build/tools"
+    mkdir -p build/tools
+    (cd build/tools && apt-get download -qq avahi-daemon 2>/dev/null && dpkg-deb -x avahi-daemon_*.deb .) ||
+        fail "could not download avahi-daemon; 'apt-get update' may help"
 }

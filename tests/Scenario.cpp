@@ -4,7 +4,6 @@
 #include "ConfigurationFile.h"
 #include "MainWindow.h"
 #include "World.h"
-#include "visa.h"
 
 #include <QApplication>
 #include <QComboBox>
@@ -24,7 +23,6 @@
 #include <QWindow>
 
 #include <algorithm>
-#include <array>
 #include <functional>
 #include <map>
 #include <numeric>
@@ -123,30 +121,6 @@ QString resolved(std::string name)
     return store().replaceAlias(name) ? QString::fromStdString(name) : QString();
 }
 
-/// Makes one VISA call: its name without "vi", then its arguments; a find that ends in "-" takes no list.
-QString callVisa(const QStringList& words)
-{
-    const auto object = static_cast<ViObject>(words.value(1).toUInt());
-    const std::string text = words.value(2).toStdString();
-    std::array<ViChar, VI_FIND_BUFLEN> description = {};
-    ViObject given = VI_NULL;
-    ViObject* list = words.last() == "-" ? nullptr : &given;
-    ViUInt32 count = 0;
-    std::array<ViUInt16, 2> interface = {};
-    const std::map<QString, std::function<ViStatus()>> calls = {
-        {"OpenDefaultRM", [&] { return viOpenDefaultRM(&given); }},
-        {"SetAttribute", [&] { return viSetAttribute(object, words[2].toUInt(nullptr, 16), words[3].toUInt()); }},
-        {"FindRsrc", [&] { return viFindRsrc(object, text.c_str(), list, &count, description.data()); }},
-        {"FindNext", [&] { return viFindNext(object, description.data()); }},
-        {"ParseRsrc", [&] { return viParseRsrc(object, text.c_str(), &interface[0], &interface[1]); }},
-        {"Close", [&] { return viClose(object); }},
-    };
-    QString result = QString::number(static_cast<unsigned>(calls.at(words[0])()), 16).toUpper();
-    for (const unsigned number : {given, count, unsigned{interface[0]}, unsigned{interface[1]}})
-        result += number == 0 ? QString() : ' ' + QString::number(number);
-    return (result + ' ' + description.data()).trimmed();
-}
-
 /// Makes the records what the text says, "none" or NUMBER=FIELD,FIELD..., if it says anything. Returns them.
 template <typename Record, typename... Fields>
 QString exchange(std::map<std::uint16_t, Record>& records, const QString& text, Fields Record::*... field)
@@ -218,7 +192,6 @@ QString contextMenu(QAbstractItemView& view, int y)
 ///   store TEXT, settings       writes and prints the stored window settings
 ///   visa TEXT                  tells the scripted libkyvisa.so what to do
 ///   calls, forget              prints, or only forgets, the VISA calls since the last such command
-///   vi CALL ARGUMENT...        makes a VISA call and prints what it gives
 ///   start, maximise, stop      makes and shows the main window; maximises it; closes and destroys it
 ///   do ACTION                  triggers an action
 ///   press BUTTON               clicks a button, by its object name or its text
@@ -380,7 +353,6 @@ std::optional<QString> Scenario::execute(const QString& command, const QString& 
         {"resources", [] { return inOneLine(store().getAllResources()); }},
         {"alias", [&] { return QString::fromStdString(store().lookupAlias(bytes)); }},
         {"resolve", [&] { return resolved(bytes); }},
-        {"vi", [&] { return callVisa(words); }},
         {"ports",
          [&] {
              using Port = KyVisa::SSerialProperties;

@@ -55,7 +55,8 @@ void writeConfiguration(const std::string& lines)
 {
     const std::filesystem::path file = World::configurationFile();
     writeFile(file, ":KyVisaConfigurationFileVersion01\n" + lines);
-    std::filesystem::last_write_time(file, std::filesystem::last_write_time(file) - std::chrono::hours(1));
+    static std::chrono::seconds age = std::chrono::hours(1);
+    std::filesystem::last_write_time(file, std::filesystem::last_write_time(file) - age--);
 }
 
 void scriptVisa(const std::string& lines)

@@ -31,8 +31,8 @@ private:
 void writeFile(const std::filesystem::path& path, const std::string& text);
 std::string readFile(const std::filesystem::path& path);
 
-/// Writes the per-user visa.conf, the version line and `lines`, as of an hour ago: the store tells loads apart by
-/// whole seconds.
+/// Writes the per-user visa.conf, the version line and `lines`, as of an hour ago or, the next time, a second less: the
+/// store tells loads apart by whole seconds.
 void writeConfiguration(const std::string& lines);
 
 /// Tells the scripted libkyvisa.so what to do from its next session on.

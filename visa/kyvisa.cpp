@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "Configuration.h"
+#include "NetworkInstruments.h"
 #include "Objects.h"
 #include "ResourceExpression.h"
 #include "ResourceName.h"
@@ -10,7 +11,8 @@
 #include "UsbInstruments.h"
 #include "visa.h"
 
-#include <cstring>
+#include <array>
+#include <functional>
 #include <limits>
 #include <new>
 
@@ -52,10 +54,12 @@ void giveText(ViChar* place, const std::string& text)
 }
 
 /// What each source finds and the expression matches. A source that fails only lacks its own resources.
-std::vector<std::string> findResources(const ResourceExpression& expression)
+std::vector<std::string> findResources(const ResourceExpression& expression, const SearchSettings& settings)
 {
+    const std::array<std::function<std::vector<std::string>()>, 3> sources = {
+        serialPortResources, usbInstrumentResources, [&] { return networkInstrumentResources(settings); }};
     std::vector<std::string> resources;
-    for (const auto source : {serialPortResources, usbInstrumentResources})
+    for (const auto& source : sources)
     {
         try
         {
@@ -136,7 +140,8 @@ ViStatus viFindRsrc(ViSession resourceManager, ViConstString expression, ViFindL
                     ViChar* description)
 {
     return guarded([&](Objects& objects) {
-        if (!objects.settings(resourceManager))
+        const std::optional<SearchSettings> settings = objects.settings(resourceManager);
+        if (!settings)
             return VI_ERROR_INV_OBJECT;
         if (expression == nullptr)
             return VI_ERROR_INV_EXPR;
@@ -144,7 +149,7 @@ ViStatus viFindRsrc(ViSession resourceManager, ViConstString expression, ViFindL
         if (!wanted.isValid())
             return VI_ERROR_INV_EXPR;
 
-        std::vector<std::string> resources = findResources(wanted);
+        std::vector<std::string> resources = findResources(wanted, *settings);
         give(count, static_cast<ViUInt32>(resources.size()));
         if (resources.empty())
             return VI_ERROR_RSRC_NFOUND;
@@ -191,7 +196,8 @@ ViStatus viParseRsrcEx(ViSession resourceManager, ViConstString name, ViUInt16* 
         give(interfaceNumber, parsed->interfaceNumber);
         giveText(resourceClass, parsed->resourceClass);
         giveText(expandedName, parsed->expandedName);
-        giveText(alias, configuration::aliasOf(resource));
+        const std::string ownAlias = configuration::aliasOf(resource);
+        giveText(alias, ownAlias.empty() ? configuration::aliasOf(parsed->expandedName) : ownAlias);
         return VI_SUCCESS;
     });
 }

@@ -7,9 +7,9 @@ import sys
 import pyvisa
 
 manager = pyvisa.ResourceManager(sys.argv[1])
-print(*manager.list_resources("?*"))
 print(*manager.list_resources("ASRL?*"))
-for name, info in manager.list_resources_info().items():
+assert set(manager.list_resources("ASRL?*")) < set(manager.list_resources("?*"))
+for name, info in manager.list_resources_info("(ASRL1|USB?*588)::?*").items():
     print(name, info.interface_type.name, info.interface_board_number, info.resource_class, info.alias)
 for attribute in (pyvisa.constants.VI_ATTR_RSRC_MANF_ID, pyvisa.constants.VI_ATTR_RSRC_MANF_NAME):
     print(manager.visalib.get_attribute(manager.session, attribute)[0])
