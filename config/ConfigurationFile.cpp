@@ -160,7 +160,7 @@ std::string ConfigurationFile::getResource(std::size_t index, std::string& alias
     if (position >= m_aliases.size())
         return {};
 
-    const AliasMap::const_iterator entry = aliasAt(position);
+    const auto entry = aliasAt(position);
     m_cursor = Cursor{position, m_aliases.size(), entry->first};
     alias = entry->first;
     return entry->second;
