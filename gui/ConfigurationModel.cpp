@@ -93,7 +93,7 @@ bool ConfigurationModel::setData(const QModelIndex& index, const QVariant& value
         setDirty(m_bDirty || text != cell);
         cell = text;
     }
-    // No dataChanged: the view repaints the cell that it edited.
+    // No dataChanged: the view repaints the cell that it edited, and MainWindow what it changed itself.
     emit editCompleted(text);
     return true;
 }

@@ -41,9 +41,10 @@ public:
                                       int role = Qt::DisplayRole) const override;
     /// Stores a text without what the file format uses as separators. The row of `index` must exist. Always true.
     bool setData(const QModelIndex& index, const QVariant& value, int role = Qt::EditRole) override;
+    /// False, and nothing removed, past the last row. The range that is announced ends one past the removed rows.
     bool removeRows(int row, int count, const QModelIndex& parent = QModelIndex()) override;
 
-    /// Announces that the whole table may have changed.
+    /// Announces that the whole table may have changed, up to one past its last row and column.
     void refresh();
 
     [[nodiscard]] bool isDirty() const { return m_bDirty; }
@@ -64,6 +65,7 @@ public:
 
 public slots:
     void addEntry();
+    /// Removes the current row; nothing where none is selected.
     void removeSelectedEntry();
     /// Hands rows, serial properties and provider to the store, which writes the file. A failure is not reported.
     void save();

@@ -9,8 +9,8 @@
 namespace gui
 {
 
-/// Adds a default board under the largest number plus one, in 16 bits: after 65535 comes 0, which replaces a
-/// board 0 only where no other board leads to a larger number.
+/// Adds a default board under the largest number plus one, in 16 bits: 65535 counts as leading to 0, so beside 65534
+/// it is itself replaced.
 void addGpibBoard(KyVisa::GpibPropertiesMap& boards);
 
 /// Removes the board at a place in the order of board numbers. `position` must be one of the map's.

@@ -12,11 +12,14 @@
 #include "visa.h"
 
 #include <QCloseEvent>
+#include <QLineEdit>
 #include <QMenu>
 #include <QMessageBox>
 #include <QStyledItemDelegate>
+#include <QToolButton>
 
 #include <algorithm>
+#include <limits>
 
 namespace gui
 {
@@ -42,6 +45,16 @@ public:
         constexpr int longestName = VI_FIND_BUFLEN - 1;
         const QString text = value.toString();
         return text.size() <= longestName ? text : text.left(longestName) + QChar(0x2026);
+    }
+
+    [[nodiscard]] QWidget* createEditor(QWidget* parent, const QStyleOptionViewItem& option,
+                                        const QModelIndex& index) const override
+    {
+        QWidget* editor = QStyledItemDelegate::createEditor(parent, option, index);
+        // A line edit would cut a longer text, and so the row.
+        if (auto* edit = qobject_cast<QLineEdit*>(editor))
+            edit->setMaxLength(std::numeric_limits<int>::max());
+        return editor;
     }
 };
 
@@ -71,12 +84,18 @@ void MainWindow::setupUi()
     ui->resourceView->horizontalHeader()->setStretchLastSection(true);
     ui->resourceView->resizeColumnsToContents();
     m_model.m_pSelectionModel = ui->resourceView->selectionModel();
+    // Within reach of the Tab key; a click leaves the focus where it is.
+    for (QToolButton* button : ui->toolBar->findChildren<QToolButton*>())
+        button->setFocusPolicy(Qt::TabFocus);
     refreshButtonStatus();
     ui->actionSave->setEnabled(m_model.isDirty());
 }
 
 void MainWindow::setupConnections()
 {
+    // Connected first, and so called before the action does its own.
+    for (const QAction* action : ui->toolBar->actions())
+        connect(action, &QAction::triggered, this, &MainWindow::commitOpenEditor);
     connect(ui->actionClose, &QAction::triggered, this, &MainWindow::close);
     connect(ui->actionAdd_Resource, &QAction::triggered, this, &MainWindow::rsrcStringEditor);
     connect(ui->actionRemove_resource, &QAction::triggered, &m_model, &ConfigurationModel::removeSelectedEntry);
@@ -172,7 +191,21 @@ void MainWindow::showChangedTexts()
 {
     // The model does not announce single cells.
     ui->resourceView->viewport()->update();
-    ui->resourceView->resizeColumnToContents(ConfigurationModel::ResourceColumn);
+    const QAbstractItemView& view = *ui->resourceView;
+    QHeaderView& columns = *ui->resourceView->horizontalHeader();
+    const int needed = view.sizeHintForColumn(ConfigurationModel::ResourceColumn);
+    if (needed > columns.sectionSize(ConfigurationModel::ResourceColumn))
+        columns.resizeSection(ConfigurationModel::ResourceColumn, needed);
+}
+
+void MainWindow::commitOpenEditor()
+{
+    QAbstractItemDelegate* delegate = ui->resourceView->itemDelegate();
+    for (QLineEdit* editor : ui->resourceView->viewport()->findChildren<QLineEdit*>())
+    {
+        emit delegate->commitData(editor);
+        emit delegate->closeEditor(editor);
+    }
 }
 
 void MainWindow::modelDirtyFlagChanged(bool bDirty)
@@ -183,6 +216,7 @@ void MainWindow::modelDirtyFlagChanged(bool bDirty)
 void MainWindow::closeEvent(QCloseEvent* event)
 {
     QMainWindow::closeEvent(event);
+    commitOpenEditor();
     if (!m_model.isDirty())
         return;
     const QMessageBox::StandardButton answer =

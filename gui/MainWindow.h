@@ -49,6 +49,8 @@ private:
     void setupUi();
     void setupConnections();
     void showChangedTexts();
+    /// Takes over what is typed into a cell that is still being edited.
+    void commitOpenEditor();
     void restoreWindowSettings();
     void saveWindowSettings() const;
 

@@ -110,17 +110,17 @@ void PropertyDialog::setupConnections()
     ui->groupBoxOs->close();
 }
 
-int PropertyDialog::getProvider() const
+KyVisa::ProviderId PropertyDialog::getProvider() const
 {
     bool isNumber = false;
     const int provider = ui->providerEdit->text().toInt(&isNumber);
-    return isNumber ? provider : KyVisa::defaultProvider;
+    return isNumber ? static_cast<KyVisa::ProviderId>(provider) : KyVisa::defaultProvider;
 }
 
 void PropertyDialog::accept()
 {
     serialInterfaceChanged(-1);
-    m_model.setProvider(static_cast<KyVisa::ProviderId>(getProvider()));
+    m_model.setProvider(getProvider());
     m_model.setGpibProperties(m_gpibProperties);
     m_model.setSerialProperties(m_serialProperties);
     QDialog::accept();
@@ -139,7 +139,10 @@ void PropertyDialog::saveWindowSettings() const
 void PropertyDialog::redrawtree()
 {
     const QSignalBlocker blocker(ui->PropertyTree);
-    ui->PropertyTree->setHeaderLabels({tr("Device No"), tr("Primary Address"), tr("System Controller")});
+    QStringList labels;
+    for (const char* label : {"Device No", "Primary Address", "System Controller"})
+        labels += QCoreApplication::translate("PropertyDialog", label);
+    ui->PropertyTree->setHeaderLabels(labels);
     ui->PropertyTree->setHeaderHidden(false);
     ui->PropertyTree->clear();
     for (const auto& board : m_gpibProperties)

@@ -33,8 +33,8 @@ public:
     PropertyDialog(ConfigurationModel& model, QWidget* parent);
     ~PropertyDialog() override;
 
-    /// The provider ID as typed, which may need more than 16 bits, or the default where nothing is.
-    [[nodiscard]] int getProvider() const;
+    /// The low 16 bits of the provider ID as typed, or the default where nothing is.
+    [[nodiscard]] KyVisa::ProviderId getProvider() const;
 
 public slots:
     void redrawtree();

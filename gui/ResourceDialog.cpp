@@ -88,7 +88,7 @@ void ResourceDialog::setupUi()
     const std::unique_lock lock(s_resourceListMutex, std::try_to_lock);
     if (lock.owns_lock())
         ui->rsrcList->addItems(s_resources);
-    ui->buttonBox->button(QDialogButtonBox::Ok)->setText(tr("Select"));
+    ui->buttonBox->button(QDialogButtonBox::Ok)->setText(QCoreApplication::translate("ResourceDialog", "Select"));
 }
 
 void ResourceDialog::setupConnections()
@@ -114,6 +114,7 @@ void ResourceDialog::refreshList()
 
 void ResourceDialog::refreshList(bool update)
 {
+    QWidget* const focused = focusWidget();
     ui->buttonBox->setEnabled(false);
     ui->refreshButton->setEnabled(false);
     setCursor(Qt::WaitCursor);
@@ -122,7 +123,11 @@ void ResourceDialog::refreshList(bool update)
 
     ui->rsrcList->clear();
     if (update)
+    {
         updateResourceList();
+        // What was clicked meanwhile meets disabled buttons and an empty list.
+        QCoreApplication::processEvents();
+    }
     {
         const std::lock_guard lock(s_resourceListMutex);
         ui->rsrcList->addItems(s_resources);
@@ -132,6 +137,8 @@ void ResourceDialog::refreshList(bool update)
     setCursor(Qt::ArrowCursor);
     ui->buttonBox->setEnabled(true);
     ui->refreshButton->setEnabled(true);
+    if (focused != nullptr)
+        focused->setFocus();
 }
 
 bool ResourceDialog::listIsCurrent() const
@@ -162,7 +169,9 @@ void ResourceDialog::itemDoubleClicked(QListWidgetItem* /*item*/)
 void ResourceDialog::showEvent(QShowEvent* event)
 {
     QDialog::showEvent(event);
-    // A search may have begun, and even have ended, since the constructor looked.
+    // A search may have begun, and even have ended, since the constructor looked. The flag is the quick answer; a
+    // search that holds the lock and has not set it yet, or has cleared it already, shows as a list that is not
+    // current.
     if (s_resourceListUpdateInProcess || !listIsCurrent())
         refreshList(false);
     restoreWindowSettings();

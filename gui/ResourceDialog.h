@@ -53,6 +53,7 @@ private:
     void setupConnections();
     void restoreWindowSettings();
     void saveWindowSettings() const;
+    /// Whether the list shows what the last search found. False while a search runs.
     [[nodiscard]] bool listIsCurrent() const;
 
     static QStringList s_resources;        ///< what the last search found

@@ -51,7 +51,8 @@ RsrcStringEditor::~RsrcStringEditor()
 void RsrcStringEditor::setupUi()
 {
     setWindowFlag(Qt::WindowContextHelpButtonHint, false);
-    ui->IfcComboBox->addItems({tr("VXI-11"), tr("HiSlip"), tr("Socket"), tr("KYIB"), tr("USB"), tr("Serial")});
+    for (const char* interface : {"VXI-11", "HiSlip", "Socket", "KYIB", "USB", "Serial"})
+        ui->IfcComboBox->addItem(QCoreApplication::translate("RsrcStringEditor", interface));
     ui->IfcComboBox->setCurrentIndex(Vxi11Interface);
 
     setValidator(*ui->aliasEdit, aliasPattern);

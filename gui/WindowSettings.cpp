@@ -9,6 +9,7 @@
 #include <QStyle>
 #include <QTabWidget>
 #include <QWidget>
+#include <QWindow>
 
 namespace gui
 {
@@ -29,10 +30,16 @@ void restoreWindowSettings(QWidget& window, const QString& group, MaximizedState
     settings.beginGroup(group);
     const bool showMaximized =
         maximized == MaximizedState::Remembered && settings.value(maximizedKey, window.isMaximized()).toBool();
-    const QRect available = QGuiApplication::primaryScreen()->availableGeometry();
-    window.setGeometry(QStyle::alignedRect(Qt::LeftToRight, Qt::AlignCenter, window.size(), available));
+    if (const QScreen* screen = QGuiApplication::primaryScreen())
+        window.setGeometry(
+            QStyle::alignedRect(Qt::LeftToRight, Qt::AlignCenter, window.size(), screen->availableGeometry()));
     window.resize(settings.value(sizeKey, window.size()).toSize());
-    window.move(settings.value(positionKey, window.pos()).toPoint());
+    const QPoint position = settings.value(positionKey, window.pos()).toPoint();
+    // A window that is just being shown does not know its frame yet, and move() would leave that out.
+    if (QWindow* native = window.windowHandle())
+        native->setFramePosition(position);
+    else
+        window.move(position);
     if (tabs != nullptr)
         tabs->setCurrentIndex(settings.value(tabKey, 0).toInt());
     settings.endGroup();

@@ -8,7 +8,7 @@ build_packages=(g++ cmake ninja-build pkg-config qtbase5-dev libudev-dev libre2-
 # What a window needs that the libraries do not ask for themselves: a Wayland platform, a font, locale data.
 run_packages=(qtwayland5 fonts-dejavu-core)
 test_packages=(libgtest-dev libgmock-dev umockdev xvfb xauth xdotool openbox fonts-dejavu-core python3-pyvisa
-    libavahi-core7 libdaemon0 avahi-utils dbus-daemon dbus-bin iproute2)
+    libavahi-core7 libdaemon0 libgdbm6 dbus-daemon dbus-bin iproute2)
 check_packages=(clang clang-tidy clang-format libclang-rt-14-dev shellcheck desktop-file-utils appstream)
 
 say() { printf '%s: %s\n' "${0##*/}" "$*"; }
@@ -43,12 +43,18 @@ install_packages() {
         fail "could not install: ${missing[*]}"
 }
 
-# The Avahi daemon for the tests goes to build/tools. Installed, it would be started, and announce this machine.
-unpack_avahi_daemon() {
-    [[ -x build/tools/usr/sbin/avahi-daemon ]] && return
+# The Avahi daemon and its tools go to build/tools for the tests. Installed, the daemon would be started, and announce
+# this machine.
+unpack_avahi() {
+    [[ -x build/tools/usr/bin/avahi-browse ]] && return
     command -v apt-get >/dev/null || return 0
-    say "unpacking avahi-daemon in $PWD/build/tools"
+    say "unpacking avahi-daemon and avahi-utils in $PWD/build/tools"
     mkdir -p build/tools
-    (cd build/tools && apt-get download -qq avahi-daemon 2>/dev/null && dpkg-deb -x avahi-daemon_*.deb .) ||
-        fail "could not download avahi-daemon; 'apt-get update' may help"
+    (
+        cd build/tools
+        apt-get download -qq avahi-daemon avahi-utils 2>/dev/null
+        for package in *.deb; do
+            dpkg-deb -x "$package" .
+        done
+    ) || fail "could not download avahi-daemon and avahi-utils; 'apt-get update' may help"
 }

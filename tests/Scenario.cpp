@@ -197,7 +197,7 @@ QString contextMenu(QAbstractItemView& view, int y)
 ///   press BUTTON               clicks a button, by its object name or its text
 ///   set EDIT TEXT, type EDIT TEXT   sets a line edit's text; types it, key by key, in the place of the old one
 ///   choose WIDGET INDEX        makes an item, a tab or a row current
-///   cell ROW COLUMN TEXT       edits a cell of the table
+///   cell ROW COLUMN TEXT, leaveOpen ROW COLUMN TEXT   edits a cell of the table; without ending the edit
 ///   board ROW COLUMN TEXT      edits a GPIB board; "on" and "off" are for the check box
 ///   double LIST ROW, click Y   double-clicks a row; clicks into the table of the main window
 ///   menu WIDGET Y              prints the context menu of a place; a negative one is counted from the lower edge
@@ -224,6 +224,7 @@ private:
 
     [[nodiscard]] ConfigurationModel& model() const { return *m_window->findChild<ConfigurationModel*>(); }
 
+    QLineEdit& openEditor(int row, int column, const QString& text) const;
     void stop();
     void click(int y) const;
 
@@ -300,6 +301,16 @@ QAbstractButton& Scenario::button(const QString& name) const
     return named<QAbstractButton>(name);
 }
 
+QLineEdit& Scenario::openEditor(int row, int column, const QString& text) const
+{
+    auto* view = m_window->findChild<QTableView*>();
+    view->edit(model().index(row, column));
+    // Editors that were closed just now may still be there.
+    QLineEdit* editor = view->viewport()->findChildren<QLineEdit*>().last();
+    editor->setText(text);
+    return *editor;
+}
+
 void Scenario::stop()
 {
     if (m_window->close())
@@ -339,7 +350,8 @@ std::optional<QString> Scenario::execute(const QString& command, const QString& 
         {"set", [&] { named<QLineEdit>(words[0]).setText(rest); }},
         {"type", [&] { type(named<QLineEdit>(words[0]), rest); }},
         {"choose", [&] { makeCurrent(named(words[0]), rest.toInt()); }},
-        {"cell", [&] { model().setData(model().index(words[0].toInt(), words[1].toInt()), last); }},
+        {"cell", [&] { QTest::keyClick(&openEditor(words[0].toInt(), words[1].toInt(), last), Qt::Key_Return); }},
+        {"leaveOpen", [&] { openEditor(words[0].toInt(), words[1].toInt(), last); }},
         {"board", [&] { editBoard(named<QTreeWidget>("PropertyTree"), words[0].toInt(), words[1].toInt(), last); }},
         {"double", [&] { doubleClick(named<QListWidget>(words[0]), rest.toInt()); }},
         {"click", [&] { click(argument.toInt()); }},

@@ -7,6 +7,7 @@
 #include <QDialogButtonBox>
 #include <QGuiApplication>
 #include <QListWidget>
+#include <QToolButton>
 
 #include <chrono>
 #include <thread>
@@ -36,6 +37,7 @@ void letSearchEnd()
 std::thread searchInBackground()
 {
     scriptVisa("resource B\nresource A\ngate " + std::filesystem::absolute("gate").string() + "\n");
+    takeVisaCalls();
     std::thread thread([] { ResourceDialog::updateResourceList(); });
     while (takeVisaCalls().find("viFindRsrc") == std::string::npos)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -55,7 +57,7 @@ protected:
     {
         if (event->type() == QEvent::CursorChange && cursor().shape() == Qt::WaitCursor)
         {
-            waited = !findChild<QDialogButtonBox*>()->isEnabled() && listed(*this).empty();
+            waited = !findChild<QDialogButtonBox*>()->isEnabled() && !findChild<QToolButton*>()->isEnabled();
             letSearchEnd();
         }
         return ResourceDialog::event(event);
@@ -79,6 +81,8 @@ TEST(ResourceDialog, WaitsVisiblyForASearchThatRuns)
 
 TEST(ResourceDialog, ShowsASearchThatEndedSinceItWasBuilt)
 {
+    scriptVisa("resource B\nresource C\n");
+    ResourceDialog::updateResourceList();
     ResourceDialog builtBefore(nullptr);
     std::thread search = searchInBackground();
     ResourceDialog builtMeanwhile(nullptr);

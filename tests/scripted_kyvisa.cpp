@@ -11,6 +11,7 @@
 //   count NUMBER      how many it says that it found
 //   nextNUMBER STATUS what the viFindNext of that number, from 1, returns; it then gives no description
 //   gate FILE         viFindRsrc waits until the file exists
+//   delay NUMBER      and so many milliseconds
 //   handle NUMBER     the handles given from now on follow this one
 
 #include "visa.h"
@@ -88,6 +89,7 @@ ViStatus viFindRsrc(ViSession resourceManager, ViConstString expression, ViFindL
     while (script.count("gate") != 0 && !std::filesystem::exists(script["gate"]))
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
 
+    std::this_thread::sleep_for(std::chrono::milliseconds(number("delay", 0)));
     found.clear();
     given = 0;
     for (const std::string& resource : resources)
