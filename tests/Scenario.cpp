@@ -121,6 +121,12 @@ QString resolved(std::string name)
     return store().replaceAlias(name) ? QString::fromStdString(name) : QString();
 }
 
+void waitForSearch()
+{
+    while (readFile(qEnvironmentVariable("KYVISA_LOG").toStdString()).find("viClose") == std::string::npos)
+        QTest::qSleep(1);
+}
+
 /// Makes the records what the text says, "none" or NUMBER=FIELD,FIELD..., if it says anything. Returns them.
 template <typename Record, typename... Fields>
 QString exchange(std::map<std::uint16_t, Record>& records, const QString& text, Fields Record::*... field)
@@ -193,6 +199,7 @@ QString contextMenu(QAbstractItemView& view, int y)
 ///   visa TEXT                  tells the scripted libkyvisa.so what to do
 ///   calls, forget              prints, or only forgets, the VISA calls since the last such command
 ///   start, maximise, stop      makes and shows the main window; maximises it; closes and destroys it
+///   searched                   waits until the search that the start begins has ended
 ///   do ACTION                  triggers an action
 ///   press BUTTON               clicks a button, by its object name or its text
 ///   set EDIT TEXT, type EDIT TEXT   sets a line edit's text; types it, key by key, in the place of the old one
@@ -343,6 +350,7 @@ std::optional<QString> Scenario::execute(const QString& command, const QString& 
         {"forget", [] { takeVisaCalls(); }},
         {"store", [&] { writeFile(World::settingsFile(), bytes); }},
         {"start", [&] { (m_window = std::make_unique<gui::MainWindow>())->show(); }},
+        {"searched", [] { waitForSearch(); }},
         {"maximise", [&] { m_window->showMaximized(); }},
         {"stop", [&] { stop(); }},
         {"do", [&] { named<QAction>(argument).trigger(); }},
