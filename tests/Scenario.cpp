@@ -265,6 +265,9 @@ void Scenario::step()
         return;
     // A command that opens a dialog returns when the dialog is closed: those in between run in the dialog's own loop.
     QTimer::singleShot(1, this, &Scenario::step);
+    const QWidget* dialog = QApplication::activeModalWidget();
+    if (dialog != nullptr && dialog->cursor().shape() == Qt::WaitCursor)
+        return;
     const QString line = m_lines.takeFirst();
     if (line.startsWith("= "))
         return;
