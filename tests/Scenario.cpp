@@ -97,34 +97,23 @@ KyVisa::ConfigurationFile& store()
     return KyVisa::ConfigurationFile::getInstance();
 }
 
-/// What getResource() gives, up to the first index past the end.
-QString entries()
+/// The provider, and what getResource() gives up to the first index past the end.
+QString loadedEntries()
 {
-    std::vector<std::string> texts;
+    store().load();
+    std::vector<std::string> texts = {std::to_string(store().m_provider)};
     for (std::string resource, alias; true;)
     {
-        resource = store().getResource(texts.size(), alias);
+        resource = store().getResource(texts.size() - 1, alias);
         if (resource.empty() && alias.empty())
             return inOneLine(texts);
         texts.push_back("[" + resource + "=" + alias + "]");
     }
 }
 
-QString loaded()
-{
-    store().load();
-    return (QString::number(store().m_provider) + ' ' + entries()).trimmed();
-}
-
 QString resolved(std::string name)
 {
     return store().replaceAlias(name) ? QString::fromStdString(name) : QString();
-}
-
-void waitForSearch()
-{
-    while (readFile(qEnvironmentVariable("KYVISA_LOG").toStdString()).find("viClose") == std::string::npos)
-        QTest::qSleep(1);
 }
 
 /// Makes the records what the text says, "none" or NUMBER=FIELD,FIELD..., if it says anything. Returns them.
@@ -211,8 +200,8 @@ QString contextMenu(QAbstractItemView& view, int y)
 ///   show [WIDGET]              prints what a widget shows, what is selected in parentheses, or where the window is
 ///   visible NAME..., enabled NAME...   prints those of the names for which it is true
 ///   ports, boards [RECORD...]  prints the model's serial or GPIB records, having made them what is said
-///   saved, loaded              prints visa.conf as it is, or provider and entries after the store loaded it
-///   entries, resources, alias RESOURCE, resolve ALIAS   prints what the store answers
+///   saved, loaded              prints visa.conf as it is, or the provider and the entries that the store loads from it
+///   resources, alias RESOURCE, resolve ALIAS   prints what the store answers
 class Scenario : public QObject
 {
 public:
@@ -232,7 +221,6 @@ private:
     [[nodiscard]] ConfigurationModel& model() const { return *m_window->findChild<ConfigurationModel*>(); }
 
     QLineEdit& openEditor(int row, int column, const QString& text) const;
-    void stop();
     void click(int y) const;
 
     QStringList m_lines;
@@ -321,12 +309,6 @@ QLineEdit& Scenario::openEditor(int row, int column, const QString& text) const
     return *editor;
 }
 
-void Scenario::stop()
-{
-    if (m_window->close())
-        m_window.reset();
-}
-
 void Scenario::click(int y) const
 {
     const QWidget& viewport = *m_window->findChild<QTableView*>()->viewport();
@@ -353,9 +335,9 @@ std::optional<QString> Scenario::execute(const QString& command, const QString& 
         {"forget", [] { takeVisaCalls(); }},
         {"store", [&] { writeFile(World::settingsFile(), bytes); }},
         {"start", [&] { (m_window = std::make_unique<gui::MainWindow>())->show(); }},
-        {"searched", [] { waitForSearch(); }},
+        {"searched", [] { QTRY_VERIFY(readFile(World::callLog()).find("viClose") != std::string::npos); }},
         {"maximise", [&] { m_window->showMaximized(); }},
-        {"stop", [&] { stop(); }},
+        {"stop", [&] { m_window->close() ? m_window.reset() : void(); }},
         {"do", [&] { named<QAction>(argument).trigger(); }},
         {"press", [&] { button(argument).click(); }},
         {"set", [&] { named<QLineEdit>(words[0]).setText(rest); }},
@@ -371,8 +353,7 @@ std::optional<QString> Scenario::execute(const QString& command, const QString& 
         {"settings", [] { return inOneLine(readFile(World::settingsFile())); }},
         {"calls", [] { return inOneLine(takeVisaCalls()); }},
         {"saved", [] { return inOneLine(readFile(World::configurationFile())); }},
-        {"loaded", [] { return loaded(); }},
-        {"entries", [] { return entries(); }},
+        {"loaded", [] { return loadedEntries(); }},
         {"resources", [] { return inOneLine(store().getAllResources()); }},
         {"alias", [&] { return QString::fromStdString(store().lookupAlias(bytes)); }},
         {"resolve", [&] { return resolved(bytes); }},

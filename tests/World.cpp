@@ -38,6 +38,11 @@ std::filesystem::path World::settingsFile()
     return qEnvironmentVariable("XDG_CONFIG_HOME").toStdString() + "/Kyvane&Yollet/KyVisaConfigure.conf";
 }
 
+std::filesystem::path World::callLog()
+{
+    return qEnvironmentVariable("KYVISA_LOG").toStdString();
+}
+
 void writeFile(const std::filesystem::path& path, const std::string& text)
 {
     std::filesystem::create_directories(std::filesystem::absolute(path).parent_path());
@@ -66,8 +71,7 @@ void scriptVisa(const std::string& lines)
 
 std::string takeVisaCalls()
 {
-    const std::filesystem::path log = qEnvironmentVariable("KYVISA_LOG").toStdString();
-    std::string calls = readFile(log);
-    std::filesystem::remove(log);
+    std::string calls = readFile(World::callLog());
+    std::filesystem::remove(World::callLog());
     return calls;
 }

@@ -23,6 +23,8 @@ public:
     /// The per-user visa.conf.
     static std::filesystem::path configurationFile();
     static std::filesystem::path settingsFile();
+    /// Where the scripted libkyvisa.so logs its calls.
+    static std::filesystem::path callLog();
 
 private:
     QTemporaryDir m_directory;
