@@ -5,7 +5,7 @@
 # Sourced by run, test and the checks: installs missing Debian packages, says what it does.
 
 build_packages=(g++ cmake ninja-build pkg-config qtbase5-dev libudev-dev libre2-dev libavahi-client-dev)
-# What a window needs that the libraries do not ask for themselves: a Wayland platform, a font, locale data.
+# What a window needs that the libraries do not ask for themselves: a Wayland platform and a font.
 run_packages=(qtwayland5 fonts-dejavu-core)
 test_packages=(libgtest-dev libgmock-dev umockdev xvfb xauth xdotool openbox fonts-dejavu-core python3-pyvisa
     libavahi-core7 libdaemon0 libgdbm6 dbus-daemon dbus-bin iproute2)
@@ -31,30 +31,28 @@ install_packages() {
     done
     ((${#missing[@]})) || return 0
 
-    local as_root=()
+    local as_root=(env DEBIAN_FRONTEND=noninteractive)
     if ((EUID != 0)); then
         command -v sudo >/dev/null || fail "needs root to install: apt-get install ${missing[*]}"
-        as_root=(sudo)
+        as_root=(sudo env DEBIAN_FRONTEND=noninteractive)
     fi
     say "installing ${missing[*]}"
-    export DEBIAN_FRONTEND=noninteractive
     "${as_root[@]}" apt-get update -qq || fail "apt-get update failed"
     "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null ||
         fail "could not install: ${missing[*]}"
 }
 
 # The Avahi daemon and its tools go to build/tools for the tests. Installed, the daemon would be started, and announce
-# this machine.
+# this machine. Without it the test of the network is skipped.
 unpack_avahi() {
-    [[ -x build/tools/usr/bin/avahi-browse ]] && return
+    [[ -d build/tools ]] && return
     command -v apt-get >/dev/null || return 0
     say "unpacking avahi-daemon and avahi-utils in $PWD/build/tools"
-    mkdir -p build/tools
-    (
-        cd build/tools
-        apt-get download -qq avahi-daemon avahi-utils 2>/dev/null
-        for package in *.deb; do
-            dpkg-deb -x "$package" .
-        done
-    ) || fail "could not download avahi-daemon and avahi-utils; 'apt-get update' may help"
+    rm -rf build/tools.new
+    mkdir -p build/tools.new
+    # shellcheck disable=SC2015 # what fails on either side ends in the same message
+    (cd build/tools.new && apt-get download -qq avahi-daemon avahi-utils 2>/dev/null &&
+        dpkg-deb -x avahi-daemon_*.deb . && dpkg-deb -x avahi-utils_*.deb .) &&
+        mv build/tools.new build/tools ||
+        say "could not download them ('apt-get update' may help); going on without"
 }

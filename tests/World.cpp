@@ -20,6 +20,9 @@ World::World()
     qputenv("KYVISA_SCRIPT", m_directory.filePath("script").toUtf8());
     qputenv("KYVISA_LOG", m_directory.filePath("log").toUtf8());
     qputenv("QT_QPA_PLATFORM", "offscreen");
+    // No case may ask this machine's daemons. Those that have daemons of their own say so.
+    if (!qEnvironmentVariableIsSet("DBUS_SYSTEM_BUS_ADDRESS"))
+        qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent");
     qunsetenv("KYVISACONFFILE");
 }
 

@@ -4,6 +4,9 @@
 #include "Configuration.h"
 
 #include "ConfigurationFile.h"
+#include "ModernConfigurationFile.h"
+
+#include <utility>
 
 namespace configuration
 {
@@ -16,15 +19,23 @@ template <typename Question>
 auto ask(Question question)
 {
     const std::lock_guard lock(KyVisa::ConfigurationFile::getMutex());
-    return question(KyVisa::ConfigurationFile::getInstanceUnsafe());
+    KyVisa::ConfigurationFile& store = KyVisa::ConfigurationFile::getInstanceUnsafe();
+    // Where there was no file yet, the store does not look for one by itself.
+    if (store.m_fileName.empty())
+        store.load();
+    return question(store);
 }
 
 } // namespace
 
-std::string withoutAlias(std::string name)
+ResolvedName resolve(const std::string& name)
 {
-    ask([&](const auto& store) { return store.replaceAlias(name); });
-    return name;
+    return ask([&](const KyVisa::ConfigurationFile& store) {
+        std::string resource = name;
+        const bool isAlias = store.replaceAlias(resource);
+        std::string alias = isAlias ? KyVisa::ModernConfigurationFile::upperCase(name) : store.lookupAlias(resource);
+        return ResolvedName{std::move(resource), std::move(alias)};
+    });
 }
 
 std::string aliasOf(const std::string& resource)

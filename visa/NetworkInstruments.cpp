@@ -5,9 +5,10 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <csignal>
+#include <limits>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -64,7 +65,9 @@ public:
     {
         const std::lock_guard lock(m_mutex);
         const auto [entry, isNew] = m_addresses.emplace(service, address);
-        if (!isNew && address.protocol == AVAHI_PROTO_INET)
+        // IPv4 before IPv6, and of several the same one each time.
+        const auto rank = [](const Address& each) { return std::tuple(each.protocol != AVAHI_PROTO_INET, each.host); };
+        if (!isNew && rank(address) < rank(entry->second))
             entry->second = address;
     }
 
@@ -124,10 +127,11 @@ public:
                                                     nullptr, AvahiLookupFlags(0), browsed, this) != nullptr)
                 ++m_unanswered;
         }
-        while (m_unanswered > 0 && Clock::now() < deadline)
+        while (m_unanswered > 0)
         {
             const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
-            if (avahi_simple_poll_iterate(poll.get(), static_cast<int>(std::max<std::int64_t>(left, 0))) != 0)
+            const auto wait = static_cast<int>(std::min<std::int64_t>(left, std::numeric_limits<int>::max()));
+            if (left <= 0 || avahi_simple_poll_iterate(poll.get(), wait) != 0)
                 return;
         }
     }
@@ -186,30 +190,82 @@ private:
     int m_unanswered = 0; ///< browsers and resolvers
 };
 
+/// Room for so many searches at a time.
+class SearchSlots
+{
+public:
+    /// Never destroyed: a search may still run while the process ends.
+    static SearchSlots& instance()
+    {
+        static auto* slots = new SearchSlots;
+        return *slots;
+    }
+
+    /// False where none has become free by then.
+    bool take(Clock::time_point deadline)
+    {
+        std::unique_lock lock(m_mutex);
+        if (!m_released.wait_until(lock, deadline, [this] { return m_taken < mostSearches; }))
+            return false;
+        ++m_taken;
+        return true;
+    }
+
+    void release()
+    {
+        const std::lock_guard lock(m_mutex);
+        --m_taken;
+        m_released.notify_one();
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_released;
+    int m_taken = 0;
+};
+
+/// Starts a thread that takes none of the client's signals.
+template <typename Work>
+void startQuietly(Work work)
+{
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    try
+    {
+        std::thread(std::move(work)).detach();
+    }
+    catch (...)
+    {
+        pthread_sigmask(SIG_SETMASK, &before, nullptr);
+        throw;
+    }
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
 } // namespace
 
 std::vector<std::string> networkInstrumentResources(const SearchSettings& settings)
 {
     const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(settings.milliseconds);
-    static std::atomic<int> s_running = 0;
-    if (settings.networkSearches == 0 || settings.milliseconds == 0 || s_running >= mostSearches)
+    if (settings.networkSearches == 0 || settings.milliseconds == 0 || !SearchSlots::instance().take(deadline))
         return {};
 
     // The client library waits for a daemon that hangs, longer than a search may take. So the search has a thread that
     // nobody waits for, and what the two share lives as long as either.
     const auto findings = std::make_shared<Findings>();
-    ++s_running;
     try
     {
-        std::thread([findings, searches = settings.networkSearches, deadline] {
+        startQuietly([findings, searches = settings.networkSearches, deadline] {
             ServiceSearch(*findings).run(searches, deadline);
             findings->complete();
-            --s_running;
-        }).detach();
+            SearchSlots::instance().release();
+        });
     }
     catch (...)
     {
-        --s_running;
+        SearchSlots::instance().release();
         throw;
     }
     return findings->resourcesBy(deadline);

@@ -26,11 +26,13 @@ std::optional<SearchSettings> Objects::settings(ViSession session) const
     return entry == m_sessions.end() ? std::nullopt : std::optional(entry->second);
 }
 
-void Objects::setSettings(ViSession session, const SearchSettings& settings)
+bool Objects::setSetting(ViSession session, ViUInt32 SearchSettings::*setting, ViUInt32 value)
 {
     const std::lock_guard lock(m_mutex);
-    if (const auto entry = m_sessions.find(session); entry != m_sessions.end())
-        entry->second = settings;
+    const auto entry = m_sessions.find(session);
+    if (entry != m_sessions.end())
+        entry->second.*setting = value;
+    return entry != m_sessions.end();
 }
 
 std::optional<ViFindList> Objects::openList(ViSession owner, std::vector<std::string> resources)

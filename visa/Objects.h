@@ -14,8 +14,8 @@
 /// What a session of the resource manager is told about searches in the network.
 struct SearchSettings
 {
-    ViUInt32 networkSearches = 7; ///< 0: none
-    ViUInt32 milliseconds = 1000; ///< that they may take together
+    ViUInt32 networkSearches = 7; ///< added up: 1 VXI-11, 2 HiSLIP, 4 sockets
+    ViUInt32 milliseconds = 1000; ///< that a search of the network may take; 0: there is none
 };
 
 /// Every open session and find list of the process, by handle. A handle is never given twice. Where a handle is not
@@ -28,7 +28,8 @@ public:
 
     [[nodiscard]] ViSession openSession();
     [[nodiscard]] std::optional<SearchSettings> settings(ViSession session) const;
-    void setSettings(ViSession session, const SearchSettings& settings);
+    /// False where there is no such session.
+    bool setSetting(ViSession session, ViUInt32 SearchSettings::*setting, ViUInt32 value);
 
     /// A list that closes with its session.
     [[nodiscard]] std::optional<ViFindList> openList(ViSession owner, std::vector<std::string> resources);

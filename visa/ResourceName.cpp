@@ -20,17 +20,20 @@ struct Form
     const char* resourceClass;
 };
 
-// VPP-4.3, "Address string grammar". The third form is the one that leaves out the LAN device.
+constexpr const char* host = R"((?:[!-9;-Z^-~]+|\[[!-Z^-~]+\]))";
+
+/// VPP-4.3, "Address string grammar". The form that leaves out the LAN device stands before the one that has it.
 const std::array<Form, 5>& forms()
 {
-    static const std::array<Form, 5> table = {{
+    // Never destroyed: a thread of the client may still call while the process ends.
+    static const auto& table = *new const std::array<Form, 5>{{
         {R"((?i)ASRL(\d*)()(?:::INSTR)?)", VI_INTF_ASRL, "ASRL", "", "INSTR"},
         {R"((?i)USB(\d*)((?:::(?:0x[0-9A-F]{1,4}|\d{1,5})){2}::[!-9;-~]+(?:::\d+)?)(?:::INSTR)?)", VI_INTF_USB, "USB",
          "", "INSTR"},
-        {R"((?i)TCPIP(\d*)(::(?:[!-9;-Z^-~]+|\[[!-Z^-~]+\]))(?:::INSTR)?)", VI_INTF_TCPIP, "TCPIP", "::inst0", "INSTR"},
-        {R"((?i)TCPIP(\d*)(::(?:[!-9;-Z^-~]+|\[[!-Z^-~]+\])::(?:inst|hislip)\d+(?:,\d+)?)(?:::INSTR)?)", VI_INTF_TCPIP,
+        {std::string("(?i)TCPIP(\\d*)(::") + host + ")(?:::INSTR)?", VI_INTF_TCPIP, "TCPIP", "::inst0", "INSTR"},
+        {std::string("(?i)TCPIP(\\d*)(::") + host + R"(::(?:inst|hislip)\d+(?:,\d+)?)(?:::INSTR)?)", VI_INTF_TCPIP,
          "TCPIP", "", "INSTR"},
-        {R"((?i)TCPIP(\d*)(::(?:[!-9;-Z^-~]+|\[[!-Z^-~]+\])::\d+)::SOCKET)", VI_INTF_TCPIP, "TCPIP", "", "SOCKET"},
+        {std::string("(?i)TCPIP(\\d*)(::") + host + R"(::\d+)::SOCKET)", VI_INTF_TCPIP, "TCPIP", "", "SOCKET"},
     }};
     return table;
 }

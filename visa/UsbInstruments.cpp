@@ -17,6 +17,8 @@
 namespace
 {
 
+constexpr std::size_t longestSerialNumber = 128; // leaves room for the rest of a resource string
+
 bool isUsbtmcInterface(udev_device* device)
 {
     const char* type = udev_device_get_devtype(device);
@@ -27,14 +29,15 @@ bool isUsbtmcInterface(udev_device* device)
 std::string serialNumberField(const std::string& serialNumber)
 {
     constexpr std::string_view blanks = " \t\r\n";
-    constexpr std::string_view reserved = "\"*/:?\\";
+    // What means nothing in a resource string, in a search expression and in visa.conf.
+    constexpr std::string_view harmless = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._";
     const std::size_t first = serialNumber.find_first_not_of(blanks);
     if (first == std::string::npos)
         return {};
     std::string field = serialNumber.substr(first, serialNumber.find_last_not_of(blanks) - first + 1);
+    field.resize(std::min(field.size(), longestSerialNumber));
     std::replace_if(
-        field.begin(), field.end(),
-        [&](char byte) { return byte <= ' ' || byte > '~' || reserved.find(byte) != std::string_view::npos; }, '_');
+        field.begin(), field.end(), [&](char byte) { return harmless.find(byte) == std::string_view::npos; }, '_');
     return field;
 }
 
@@ -86,6 +89,7 @@ std::vector<std::string> usbInstrumentResources()
         names.insert(instrument.model + instrument.serialNumber);
 
     std::vector<std::string> resources;
+    std::set<std::string> given;
     for (const auto& [path, instrument] : instruments)
     {
         // Some makers give every device the same serial number.
@@ -93,6 +97,8 @@ std::vector<std::string> usbInstrumentResources()
         if (instrument.serialNumber.empty())
             name += instrument.place;
         else if (names.count(name) > 1)
+            name += "-" + instrument.place;
+        while (!given.insert(name).second)
             name += "-" + instrument.place;
         for (const unsigned long number : instrument.interfaces)
         {

@@ -12,6 +12,7 @@
 #include "visa.h"
 
 #include <array>
+#include <cstring>
 #include <functional>
 #include <limits>
 #include <new>
@@ -21,6 +22,7 @@ namespace
 
 constexpr const char* manufacturer = "Kyvane & Yollet";
 constexpr ViAttrState allNetworkSearches = 7;
+constexpr std::size_t longestExpression = 4096;
 
 /// Runs a call. No exception may reach the client, which may be written in C.
 template <typename Call>
@@ -65,7 +67,7 @@ std::vector<std::string> findResources(const ResourceExpression& expression, con
         {
             for (std::string& resource : source())
             {
-                // A device may be unplugged while it is asked for its numbers, and then gives none.
+                // The client's buffers hold no more. And a device that is unplugged while it is asked gives no numbers.
                 const bool isName = resource.size() < VI_FIND_BUFLEN && parseResourceName(resource);
                 if (isName && expression.matches(resource))
                     resources.push_back(std::move(resource));
@@ -94,17 +96,15 @@ ViStatus viOpenDefaultRM(ViSession* resourceManager)
 ViStatus viSetAttribute(ViObject object, ViAttr attribute, ViAttrState value)
 {
     return guarded([&](Objects& objects) {
-        std::optional<SearchSettings> settings = objects.settings(object);
-        if (!settings)
+        if (!objects.settings(object))
             return objects.isList(object) ? VI_ERROR_NSUP_ATTR : VI_ERROR_INV_OBJECT;
         if (attribute != KYVISA_ATTR_NETWORK_SEARCHES && attribute != KYVISA_ATTR_SEARCH_TIME)
             return VI_ERROR_NSUP_ATTR;
         const bool isTime = attribute == KYVISA_ATTR_SEARCH_TIME;
         if (value > (isTime ? std::numeric_limits<ViUInt32>::max() : allNetworkSearches))
             return VI_ERROR_NSUP_ATTR_STATE;
-        (isTime ? settings->milliseconds : settings->networkSearches) = static_cast<ViUInt32>(value);
-        objects.setSettings(object, *settings);
-        return VI_SUCCESS;
+        const auto setting = isTime ? &SearchSettings::milliseconds : &SearchSettings::networkSearches;
+        return objects.setSetting(object, setting, static_cast<ViUInt32>(value)) ? VI_SUCCESS : VI_ERROR_INV_OBJECT;
     });
 }
 
@@ -143,7 +143,7 @@ ViStatus viFindRsrc(ViSession resourceManager, ViConstString expression, ViFindL
         const std::optional<SearchSettings> settings = objects.settings(resourceManager);
         if (!settings)
             return VI_ERROR_INV_OBJECT;
-        if (expression == nullptr)
+        if (expression == nullptr || std::strlen(expression) > longestExpression)
             return VI_ERROR_INV_EXPR;
         const ResourceExpression wanted(expression);
         if (!wanted.isValid())
@@ -188,16 +188,15 @@ ViStatus viParseRsrcEx(ViSession resourceManager, ViConstString name, ViUInt16* 
             return VI_ERROR_INV_OBJECT;
         if (name == nullptr)
             return VI_ERROR_INV_RSRC_NAME;
-        const std::string resource = configuration::withoutAlias(name);
-        const std::optional<ParsedResource> parsed = parseResourceName(resource);
-        if (!parsed)
+        const configuration::ResolvedName resolved = configuration::resolve(name);
+        const std::optional<ParsedResource> parsed = parseResourceName(resolved.resource);
+        if (!parsed || parsed->expandedName.size() >= VI_FIND_BUFLEN)
             return VI_ERROR_INV_RSRC_NAME;
         give(interfaceType, parsed->interfaceType);
         give(interfaceNumber, parsed->interfaceNumber);
         giveText(resourceClass, parsed->resourceClass);
         giveText(expandedName, parsed->expandedName);
-        const std::string ownAlias = configuration::aliasOf(resource);
-        giveText(alias, ownAlias.empty() ? configuration::aliasOf(parsed->expandedName) : ownAlias);
+        giveText(alias, resolved.alias.empty() ? configuration::aliasOf(parsed->expandedName) : resolved.alias);
         return VI_SUCCESS;
     });
 }
