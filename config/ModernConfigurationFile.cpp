@@ -66,13 +66,15 @@ public:
     /// Takes over mode and access control list and, as far as the process may give files away, owner and group.
     void likeFile(const std::string& path, const struct stat& status)
     {
-        mode_t mode = status.st_mode & 07777U;
-        // Only root may give a file away; the group may still be one of the user's own. Another group gets nothing.
-        if (::fchown(m_descriptor, status.st_uid, status.st_gid) != 0 &&
-            ::fchown(m_descriptor, static_cast<uid_t>(-1), status.st_gid) != 0)
-            mode &= ~static_cast<mode_t>(S_IRWXG);
+        // Only root may give a file away; the group may still be one of the user's own. Another group gets nothing,
+        // neither by the mode nor by the list.
+        const bool groupKept = ::fchown(m_descriptor, status.st_uid, status.st_gid) == 0 ||
+                               ::fchown(m_descriptor, static_cast<uid_t>(-1), status.st_gid) == 0;
+        const mode_t mode = status.st_mode & (groupKept ? 07777U : 07707U);
         if (::fchmod(m_descriptor, mode) != 0)
             throwErrno("fchmod");
+        if (!groupKept)
+            return;
 
         const char* listName = "system.posix_acl_access";
         std::string list(XATTR_SIZE_MAX, '\0');

@@ -26,6 +26,7 @@ bool isUsbtmcInterface(udev_device* device)
            udevAttribute(device, "bInterfaceClass") == "fe" && udevAttribute(device, "bInterfaceSubClass") == "03";
 }
 
+/// A serial number as it can stand in a resource string.
 std::string serialNumberField(const std::string& serialNumber)
 {
     constexpr std::string_view blanks = " \t\r\n";
@@ -98,6 +99,7 @@ std::vector<std::string> usbInstrumentResources()
             name += instrument.place;
         else if (names.count(name) > 1)
             name += "-" + instrument.place;
+        // And some have the name that another one got just now.
         while (!given.insert(name).second)
             name += "-" + instrument.place;
         for (const unsigned long number : instrument.interfaces)
