@@ -4,7 +4,7 @@
 // Reading every entry of the store by its index, as the table model does when it loads: the store's way, which
 // remembers the last alias, beside the plain way, which counts through the map from its beginning each time.
 
-#include "ConfigurationFile.h"
+#include "config/ConfigurationFile.h"
 
 #include <iterator>
 

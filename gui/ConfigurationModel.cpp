@@ -3,7 +3,7 @@
 
 #include "ConfigurationModel.h"
 
-#include "ConfigurationFile.h"
+#include "config/ConfigurationFile.h"
 
 #include <QItemSelectionModel>
 

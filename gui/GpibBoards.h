@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "ConfigurationRecords.h"
+#include "config/ConfigurationRecords.h"
 
 /// The edits that the properties dialog makes to the map of GPIB boards.
 namespace gui

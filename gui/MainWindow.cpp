@@ -9,7 +9,7 @@
 #include "ResourceDialog.h"
 #include "RsrcStringEditor.h"
 #include "WindowSettings.h"
-#include "visa.h"
+#include "visa/visa.h"
 
 #include <QCloseEvent>
 #include <QLineEdit>

@@ -8,8 +8,8 @@
 #include "ConfigurationModel.h"
 #include "DeviceItem.h"
 #include "GpibBoards.h"
-#include "VisaHandle.h"
 #include "WindowSettings.h"
+#include "visa/VisaHandle.h"
 
 #include <QMenu>
 #include <QSignalBlocker>

@@ -3,8 +3,8 @@
 
 #pragma once
 
-#include "ConfigurationRecords.h"
-#include "visa.h"
+#include "config/ConfigurationRecords.h"
+#include "visa/visa.h"
 
 #include <QDialog>
 

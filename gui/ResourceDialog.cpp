@@ -5,8 +5,8 @@
 
 #include "ui_ResourceDialog.h"
 
-#include "VisaHandle.h"
 #include "WindowSettings.h"
+#include "visa/VisaHandle.h"
 
 #include <QGuiApplication>
 #include <QPushButton>

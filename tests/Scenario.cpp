@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
 // SPDX-License-Identifier: MIT
 
-#include "ConfigurationFile.h"
-#include "MainWindow.h"
 #include "World.h"
+#include "config/ConfigurationFile.h"
+#include "gui/MainWindow.h"
 
 #include <QApplication>
 #include <QComboBox>

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
 // SPDX-License-Identifier: MIT
 
-#include "ConfigurationFile.h"
-#include "ModernConfigurationFile.h"
 #include "World.h"
+#include "config/ConfigurationFile.h"
+#include "config/ModernConfigurationFile.h"
 
 #include <csignal>
 #include <set>

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
 // SPDX-License-Identifier: MIT
 
-#include "ConfigurationModel.h"
 #include "World.h"
+#include "gui/ConfigurationModel.h"
 
 #include <QSignalSpy>
 

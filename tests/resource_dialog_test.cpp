@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
 // SPDX-License-Identifier: MIT
 
-#include "ResourceDialog.h"
 #include "World.h"
+#include "gui/ResourceDialog.h"
 
 #include <QDialogButtonBox>
 #include <QGuiApplication>

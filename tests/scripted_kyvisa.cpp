@@ -14,7 +14,7 @@
 //   delay NUMBER      and so many milliseconds
 //   handle NUMBER     the handles given from now on follow this one
 
-#include "visa.h"
+#include "visa/visa.h"
 
 #include <array>
 #include <chrono>

@@ -4,7 +4,7 @@
 // Runs on the stand-in libkyvisa.so itself.
 
 #include "World.h"
-#include "visa.h"
+#include "visa/visa.h"
 
 #include <array>
 #include <atomic>

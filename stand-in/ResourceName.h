@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "visa.h"
+#include "visa/visa.h"
 
 #include <optional>
 #include <string>

@@ -3,8 +3,8 @@
 
 #include "Configuration.h"
 
-#include "ConfigurationFile.h"
-#include "ModernConfigurationFile.h"
+#include "config/ConfigurationFile.h"
+#include "config/ModernConfigurationFile.h"
 
 #include <utility>
 

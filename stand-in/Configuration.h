@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "ConfigurationRecords.h"
+#include "config/ConfigurationRecords.h"
 
 #include <string>
 

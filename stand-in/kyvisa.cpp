@@ -9,7 +9,7 @@
 #include "SerialPorts.h"
 #include "Statuses.h"
 #include "UsbInstruments.h"
-#include "visa.h"
+#include "visa/visa.h"
 
 #include <array>
 #include <cstring>

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "visa.h"
+#include "visa/visa.h"
 
 /// The standard's words for a status that this library returns (VPP-4.3, "Completion codes"), or null.
 [[nodiscard]] const char* statusDescription(ViStatus status);
