@@ -3,10 +3,12 @@
 
 #include "DeviceItem.h"
 
+#include <QCoreApplication>
+
 DeviceItem::DeviceItem(const KyVisa::GpibPropertiesMap::value_type& board, int type) : QTreeWidgetItem(type)
 {
     const auto& [deviceNo, properties] = board;
-    setText(DeviceNoColumn, QStringLiteral("Device %1").arg(deviceNo));
+    setText(DeviceNoColumn, QCoreApplication::translate("PropertyDialog", "Device %1").arg(deviceNo));
 
     auto* row = new QTreeWidgetItem(this);
     row->setText(DeviceNoColumn, QString::number(deviceNo));

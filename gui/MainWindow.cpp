@@ -12,6 +12,7 @@
 #include "visa/visa.h"
 
 #include <QCloseEvent>
+#include <QKeyEvent>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMessageBox>
@@ -28,11 +29,6 @@ namespace
 {
 
 const QLatin1String settingsGroup("MainWindow");
-
-QString translated(const char* text)
-{
-    return QCoreApplication::translate("MainWindow", text);
-}
 
 /// Shows the beginning of a text that is longer than any resource name: laying out a line of megabytes takes seconds.
 class CellDelegate : public QStyledItemDelegate
@@ -78,8 +74,12 @@ MainWindow::~MainWindow()
 
 void MainWindow::setupUi()
 {
-    setWindowTitle(translated("KyVisaConfigure - ") + QStringLiteral("5.12.9"));
+    setWindowTitle(QCoreApplication::translate("MainWindow", "KyVisaConfigure - ") + QStringLiteral("5.12.9"));
+    // Connected before the view is, so that the selection is still the one before the removal.
+    connect(&m_model, &ConfigurationModel::rowsAboutToBeRemoved, this,
+            [this] { m_selectedBeforeRemoval = selectedRow(); });
     ui->resourceView->setModel(&m_model);
+    ui->resourceView->installEventFilter(this);
     ui->resourceView->setItemDelegate(new CellDelegate(this));
     ui->resourceView->horizontalHeader()->setStretchLastSection(true);
     ui->resourceView->resizeColumnsToContents();
@@ -105,10 +105,8 @@ void MainWindow::setupConnections()
     connect(ui->actionEdit_properties, &QAction::triggered, this, &MainWindow::setProperties);
     connect(ui->resourceView->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             &MainWindow::selectionChanged);
-    // The model announces one removed row too many, and so a view passes over the row that follows the removed one.
-    connect(&m_model, &ConfigurationModel::rowsRemoved, this, [this](const QModelIndex& /*parent*/, int row) {
-        ui->resourceView->selectRow(std::min(row, m_model.rowCount() - 1));
-    });
+    connect(&m_model, &ConfigurationModel::rowsRemoved, this,
+            [this](const QModelIndex& /*parent*/, int first, int last) { selectRowAfterRemoval(first, last); });
     ui->resourceView->setContextMenuPolicy(Qt::CustomContextMenu);
     connect(ui->resourceView, &QTableView::customContextMenuRequested, this, &MainWindow::tablePopupMenu);
     connect(&m_model, &ConfigurationModel::dirtyHasChanged, this, &MainWindow::modelDirtyFlagChanged);
@@ -198,6 +196,36 @@ void MainWindow::showChangedTexts()
         columns.resizeSection(ConfigurationModel::ResourceColumn, needed);
 }
 
+int MainWindow::selectedRow() const
+{
+    const QItemSelectionModel* selection = ui->resourceView->selectionModel();
+    return selection != nullptr && selection->hasSelection() ? selection->selectedIndexes().first().row() : -1;
+}
+
+void MainWindow::selectRowAfterRemoval(int first, int last)
+{
+    if (m_selectedBeforeRemoval < 0)
+        return;
+    // The model announces one removed row too many, and so the view has selected a wrong row or none.
+    int row = m_selectedBeforeRemoval;
+    if (row >= last)
+        row -= last - first;
+    else if (row > first)
+        row = first;
+    ui->resourceView->selectRow(std::min(row, m_model.rowCount() - 1));
+}
+
+bool MainWindow::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == ui->resourceView && event->type() == QEvent::KeyPress &&
+        static_cast<const QKeyEvent*>(event)->key() == Qt::Key_Space)
+    {
+        ui->resourceView->selectRow(ui->resourceView->currentIndex().row());
+        return true;
+    }
+    return QMainWindow::eventFilter(watched, event);
+}
+
 void MainWindow::commitOpenEditor()
 {
     QAbstractItemDelegate* delegate = ui->resourceView->itemDelegate();
@@ -220,11 +248,13 @@ void MainWindow::closeEvent(QCloseEvent* event)
     if (!m_model.isDirty())
         return;
     const QMessageBox::StandardButton answer =
-        QMessageBox::question(this, translated("Unsaved data"), translated("Do you want to save before exiting?"),
+        QMessageBox::question(this, QCoreApplication::translate("MainWindow", "Unsaved data"),
+                              QCoreApplication::translate("MainWindow", "Do you want to save before exiting?"),
                               QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel);
     if (answer == QMessageBox::Yes)
         m_model.save();
-    else if (answer == QMessageBox::Cancel)
+    // A question that is dismissed without a button answers neither.
+    else if (answer != QMessageBox::No)
         event->ignore();
 }
 

@@ -43,12 +43,17 @@ public slots:
     void modelDirtyFlagChanged(bool bDirty);
 
 protected:
+    /// Lets the Space key select the current row. The table itself would replace the cell by a blank.
+    bool eventFilter(QObject* watched, QEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
 
 private:
     void setupUi();
     void setupConnections();
     void showChangedTexts();
+    /// The selected row, or -1.
+    [[nodiscard]] int selectedRow() const;
+    void selectRowAfterRemoval(int first, int last);
     /// Takes over what is typed into a cell that is still being edited.
     void commitOpenEditor();
     void restoreWindowSettings();
@@ -59,6 +64,7 @@ private:
     ConfigurationModel m_model;
     std::unique_ptr<QMenu> m_pPopupMenu;
     std::thread m_resourceThread;
+    int m_selectedBeforeRemoval = -1;
 };
 
 } // namespace gui

@@ -7,6 +7,7 @@
 
 #include "ConfigurationModel.h"
 #include "DeviceItem.h"
+#include "FoundName.h"
 #include "GpibBoards.h"
 #include "WindowSettings.h"
 #include "visa/VisaHandle.h"
@@ -14,6 +15,7 @@
 #include <QMenu>
 #include <QSignalBlocker>
 
+#include <algorithm>
 #include <array>
 #include <string>
 
@@ -139,10 +141,9 @@ void PropertyDialog::saveWindowSettings() const
 void PropertyDialog::redrawtree()
 {
     const QSignalBlocker blocker(ui->PropertyTree);
-    QStringList labels;
-    for (const char* label : {"Device No", "Primary Address", "System Controller"})
-        labels += QCoreApplication::translate("PropertyDialog", label);
-    ui->PropertyTree->setHeaderLabels(labels);
+    ui->PropertyTree->setHeaderLabels({QCoreApplication::translate("PropertyDialog", "Device No"),
+                                       QCoreApplication::translate("PropertyDialog", "Primary Address"),
+                                       QCoreApplication::translate("PropertyDialog", "System Controller")});
     ui->PropertyTree->setHeaderHidden(false);
     ui->PropertyTree->clear();
     for (const auto& board : m_gpibProperties)
@@ -234,20 +235,20 @@ void PropertyDialog::addSerialInterfaces(ViSession session)
 {
     ViFindList findList = VI_NULL;
     ViUInt32 count = 0;
-    std::array<ViChar, VI_FIND_BUFLEN> description = {};
+    FoundName name;
     // Only an error means that no list is open: after a warning, or with a count of 0, there is one to close.
-    if (viFindRsrc(session, "ASRL?*", &findList, &count, description.data()) < VI_SUCCESS)
+    if (viFindRsrc(session, "ASRL?*", &findList, &count, name.buffer()) < VI_SUCCESS)
         return;
 
     const VisaHandle list(findList);
-    for (; count != 0; --count)
+    for (count = std::min(count, mostFoundResources); count != 0; --count)
     {
         ViUInt16 interfaceType = 0;
         ViUInt16 interfaceNumber = 0;
-        viParseRsrc(session, description.data(), &interfaceType, &interfaceNumber);
+        viParseRsrc(session, name.bytes(), &interfaceType, &interfaceNumber);
         // The first item becomes current at once and so shows its settings.
-        ui->comboBoxSerialInterface->addItem(QString::fromUtf8(description.data()), unsigned{interfaceNumber});
-        if (viFindNext(list.get(), description.data()) != VI_SUCCESS)
+        ui->comboBoxSerialInterface->addItem(name.text(), unsigned{interfaceNumber});
+        if (viFindNext(list.get(), name.buffer()) != VI_SUCCESS)
             break;
     }
 }
@@ -289,7 +290,7 @@ KyVisa::SSerialProperties& PropertyDialog::serialPropertiesOfItem(int index)
 
 void PropertyDialog::serialInterfaceChanged(int iIndex)
 {
-    // What is shown belongs to the port that is left, so it is stored before the next one is shown.
+    // Store the previous port's settings before showing the new one's.
     if (m_currentSerialIndex >= 0)
         GetDisplayVisaSerialSettings(serialPropertiesOfItem(m_currentSerialIndex));
     if (iIndex >= 0)

@@ -5,14 +5,15 @@
 
 #include "ui_ResourceDialog.h"
 
+#include "FoundName.h"
 #include "WindowSettings.h"
 #include "visa/VisaHandle.h"
 
 #include <QGuiApplication>
+#include <QKeyEvent>
 #include <QPushButton>
 
 #include <algorithm>
-#include <array>
 
 namespace gui
 {
@@ -20,8 +21,8 @@ namespace gui
 namespace
 {
 
-constexpr std::size_t descriptionLength = 1024;
-constexpr ViUInt32 reservedAtMost = 4096; // a count is the library's word, and only a hint
+constexpr ViUInt32 mostReserved = 4096; // The reported count is not trusted; it only limits reserve().
+constexpr int mostFailures = 4096;      // in a row, before the rest of the list is not asked for any more
 
 const QLatin1String settingsGroup("ResourceDialog");
 
@@ -40,7 +41,7 @@ private:
     std::atomic<bool>& m_flag;
 };
 
-/// Every resource of this machine and its network, as far as the library tells.
+/// Every resource of this machine and its network that the library reports.
 QStringList findResources(ViSession session)
 {
     viSetAttribute(session, KYVISA_ATTR_NETWORK_SEARCHES, 7);
@@ -49,19 +50,22 @@ QStringList findResources(ViSession session)
     QStringList resources;
     ViFindList findList = VI_NULL;
     ViUInt32 count = 0;
-    std::array<ViChar, descriptionLength> description = {};
-    // Not even a warning counts as found here, and then no list is open that would have to be closed.
-    if (viFindRsrc(session, "?*", &findList, &count, description.data()) != VI_SUCCESS || count == 0)
+    FoundName name;
+    // Any status but VI_SUCCESS means that nothing was found and that no list is open.
+    if (viFindRsrc(session, "?*", &findList, &count, name.buffer()) != VI_SUCCESS || count == 0)
         return resources;
 
     const VisaHandle list(findList);
-    resources.reserve(static_cast<int>(std::min(count, reservedAtMost)));
-    resources.append(QString::fromUtf8(description.data()));
-    for (ViUInt32 remaining = count - 1; remaining > 0; --remaining)
+    resources.reserve(static_cast<int>(std::min(count, mostReserved)));
+    resources.append(name.text());
+    int failures = 0;
+    for (ViUInt32 asked = 1; asked < std::min(count, mostFoundResources) && failures < mostFailures; ++asked)
     {
-        // One entry that fails is no reason to give up those behind it.
-        if (viFindNext(list.get(), description.data()) == VI_SUCCESS)
-            resources.append(QString::fromUtf8(description.data()));
+        // Skip an entry that fails and continue.
+        const bool isRead = viFindNext(list.get(), name.buffer()) == VI_SUCCESS;
+        failures = isRead ? 0 : failures + 1;
+        if (isRead)
+            resources.append(name.text());
     }
     return resources;
 }
@@ -69,6 +73,7 @@ QStringList findResources(ViSession session)
 } // namespace
 
 QStringList ResourceDialog::s_resources;
+std::uint64_t ResourceDialog::s_searchCount = 0;
 std::mutex ResourceDialog::s_resourceListMutex;
 std::atomic<bool> ResourceDialog::s_resourceListUpdateInProcess{false};
 
@@ -87,7 +92,8 @@ void ResourceDialog::setupUi()
     // A running search holds the lock: showEvent() waits for it, once the wait cursor is up.
     const std::unique_lock lock(s_resourceListMutex, std::try_to_lock);
     if (lock.owns_lock())
-        ui->rsrcList->addItems(s_resources);
+        fillList();
+    ui->rsrcList->installEventFilter(this);
     ui->buttonBox->button(QDialogButtonBox::Ok)->setText(QCoreApplication::translate("ResourceDialog", "Select"));
 }
 
@@ -95,6 +101,8 @@ void ResourceDialog::setupConnections()
 {
     connect(ui->refreshButton, &QToolButton::clicked, this, qOverload<>(&ResourceDialog::refreshList));
     connect(ui->rsrcList, &QListWidget::itemDoubleClicked, this, &ResourceDialog::itemDoubleClicked);
+    // Enter activates the item that has the focus, which need not be selected, and then presses "Select".
+    connect(ui->rsrcList, &QListWidget::itemActivated, this, [](QListWidgetItem* item) { item->setSelected(true); });
 }
 
 void ResourceDialog::updateResourceList()
@@ -105,6 +113,7 @@ void ResourceDialog::updateResourceList()
     const VisaHandle session = VisaHandle::defaultResourceManager();
     s_resources = findResources(session.get());
     s_resources.sort(Qt::CaseSensitive);
+    ++s_searchCount;
 }
 
 void ResourceDialog::refreshList()
@@ -125,12 +134,12 @@ void ResourceDialog::refreshList(bool update)
     if (update)
     {
         updateResourceList();
-        // What was clicked meanwhile meets disabled buttons and an empty list.
+        // Deliver clicks made during the search while the buttons are still disabled.
         QCoreApplication::processEvents();
     }
     {
         const std::lock_guard lock(s_resourceListMutex);
-        ui->rsrcList->addItems(s_resources);
+        fillList();
     }
 
     QGuiApplication::restoreOverrideCursor();
@@ -144,14 +153,14 @@ void ResourceDialog::refreshList(bool update)
 bool ResourceDialog::listIsCurrent() const
 {
     const std::unique_lock lock(s_resourceListMutex, std::try_to_lock);
-    if (!lock.owns_lock() || ui->rsrcList->count() != s_resources.size())
-        return false;
-    for (int row = 0; row < s_resources.size(); ++row)
-    {
-        if (ui->rsrcList->item(row)->text() != s_resources.at(row))
-            return false;
-    }
-    return true;
+    return lock.owns_lock() && m_shownSearch == s_searchCount;
+}
+
+void ResourceDialog::fillList()
+{
+    ui->rsrcList->clear();
+    ui->rsrcList->addItems(s_resources);
+    m_shownSearch = s_searchCount;
 }
 
 QString ResourceDialog::getResource() const
@@ -166,12 +175,26 @@ void ResourceDialog::itemDoubleClicked(QListWidgetItem* /*item*/)
         accept();
 }
 
+bool ResourceDialog::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == ui->rsrcList && event->type() == QEvent::KeyPress)
+    {
+        const int key = static_cast<const QKeyEvent*>(event)->key();
+        QListWidgetItem* current = ui->rsrcList->currentItem();
+        // The list itself would pass over an item that has the focus and is not selected.
+        if ((key == Qt::Key_Down || key == Qt::Key_Up) && current != nullptr && ui->rsrcList->selectedItems().isEmpty())
+        {
+            current->setSelected(true);
+            return true;
+        }
+    }
+    return QDialog::eventFilter(watched, event);
+}
+
 void ResourceDialog::showEvent(QShowEvent* event)
 {
     QDialog::showEvent(event);
-    // A search may have begun, and even have ended, since the constructor looked. The flag is the quick answer; a
-    // search that holds the lock and has not set it yet, or has cleared it already, shows as a list that is not
-    // current.
+    // A search may have begun or ended since the constructor ran. The flag may lag behind the lock, so compare as well.
     if (s_resourceListUpdateInProcess || !listIsCurrent())
         refreshList(false);
     restoreWindowSettings();

@@ -9,6 +9,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 class QListWidgetItem;
 
@@ -45,6 +46,8 @@ public slots:
     void itemDoubleClicked(QListWidgetItem* item);
 
 protected:
+    /// Lets the arrow keys select the item that has the focus.
+    bool eventFilter(QObject* watched, QEvent* event) override;
     void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
 
@@ -53,14 +56,18 @@ private:
     void setupConnections();
     void restoreWindowSettings();
     void saveWindowSettings() const;
-    /// Whether the list shows what the last search found. False while a search runs.
+    /// Whether the list was filled after the last search. False while a search runs.
     [[nodiscard]] bool listIsCurrent() const;
+    /// Replaces the list by the cache. The caller holds the lock.
+    void fillList();
 
     static QStringList s_resources;        ///< what the last search found
-    static std::mutex s_resourceListMutex; ///< guards s_resources; held for the whole of a search
+    static std::uint64_t s_searchCount;    ///< the searches of the process so far
+    static std::mutex s_resourceListMutex; ///< guards both; held for the whole of a search
     static std::atomic<bool> s_resourceListUpdateInProcess;
 
     const std::unique_ptr<Ui::ResourceDialog> ui;
+    std::optional<std::uint64_t> m_shownSearch; ///< the search whose result the list shows
 };
 
 } // namespace gui

@@ -14,7 +14,7 @@ const QLatin1String instrument("::INSTR");
 
 QString hiSlipPort(const QString& port)
 {
-    // 4880 is the port that HiSLIP has without being told. The text is the typed one, blanks included.
+    // 4880 is HiSLIP's default port, so it is omitted. The text is compared as typed, blanks included.
     return port.isEmpty() || port == QLatin1String("4880") ? QString() : QLatin1Char(',') + port;
 }
 
@@ -25,13 +25,19 @@ QString socketPort(const QString& port)
 
 } // namespace
 
+bool isTcpip(int interfaceType)
+{
+    return interfaceType < 0 || interfaceType == Vxi11Interface || interfaceType == HiSlipInterface ||
+           interfaceType == SocketInterface || interfaceType == KyibInterface;
+}
+
 QString composeResourceString(int interfaceType, const ResourceParts& parts)
 {
     const QString board = parts.board.trimmed();
     const QString host = parts.host.trimmed();
     const QString device = parts.device.trimmed();
     const QString tcpip = QStringLiteral("TCPIP") + board + separator + host;
-    switch (interfaceType)
+    switch (static_cast<InterfaceType>(interfaceType))
     {
     case Vxi11Interface:
         return tcpip + QStringLiteral("::inst") + device + instrument;
@@ -46,9 +52,10 @@ QString composeResourceString(int interfaceType, const ResourceParts& parts)
                parts.productId.trimmed() + separator + parts.serialNumber.trimmed() + instrument;
     case SerialInterface:
         return QStringLiteral("ASRL") + board + instrument;
-    default:
-        return {};
+    case GpibInterface:
+        break;
     }
+    return {};
 }
 
 } // namespace gui

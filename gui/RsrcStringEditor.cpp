@@ -11,11 +11,20 @@
 
 #include <QRegExpValidator>
 
+#include <array>
+
 namespace gui
 {
 
 namespace
 {
+
+/// In the order of InterfaceType. A type without a name would leave a null pointer at the end.
+constexpr std::array<const char*, interfaceTypeCount> interfaceNames = {
+    QT_TRANSLATE_NOOP("RsrcStringEditor", "VXI-11"), QT_TRANSLATE_NOOP("RsrcStringEditor", "HiSlip"),
+    QT_TRANSLATE_NOOP("RsrcStringEditor", "Socket"), QT_TRANSLATE_NOOP("RsrcStringEditor", "KYIB"),
+    QT_TRANSLATE_NOOP("RsrcStringEditor", "USB"),    QT_TRANSLATE_NOOP("RsrcStringEditor", "Serial")};
+static_assert(interfaceNames.back() != nullptr);
 
 constexpr const char* aliasPattern = R"([^:,\s]*)";
 constexpr const char* serialNumberPattern = R"([^"\*\/:\?\\]*)";
@@ -51,8 +60,8 @@ RsrcStringEditor::~RsrcStringEditor()
 void RsrcStringEditor::setupUi()
 {
     setWindowFlag(Qt::WindowContextHelpButtonHint, false);
-    for (const char* interface : {"VXI-11", "HiSlip", "Socket", "KYIB", "USB", "Serial"})
-        ui->IfcComboBox->addItem(QCoreApplication::translate("RsrcStringEditor", interface));
+    for (const char* name : interfaceNames)
+        ui->IfcComboBox->addItem(QCoreApplication::translate("RsrcStringEditor", name));
     ui->IfcComboBox->setCurrentIndex(Vxi11Interface);
 
     setValidator(*ui->aliasEdit, aliasPattern);
@@ -109,7 +118,7 @@ void RsrcStringEditor::currentIndexChanged(int index)
 {
     const bool hasPort = index == HiSlipInterface || index == SocketInterface;
     const bool hasDevice = index == Vxi11Interface || index == HiSlipInterface;
-    ui->TcpipGroupBox->setVisible(index <= KyibInterface);
+    ui->TcpipGroupBox->setVisible(isTcpip(index));
     ui->UsbGroupBox->setVisible(index == UsbInterface);
     ui->GpibGroupBox->setVisible(index == GpibInterface);
     ui->PortEdit->setVisible(hasPort);

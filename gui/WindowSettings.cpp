@@ -35,11 +35,10 @@ void restoreWindowSettings(QWidget& window, const QString& group, MaximizedState
             QStyle::alignedRect(Qt::LeftToRight, Qt::AlignCenter, window.size(), screen->availableGeometry()));
     window.resize(settings.value(sizeKey, window.size()).toSize());
     const QPoint position = settings.value(positionKey, window.pos()).toPoint();
-    // A window that is just being shown does not know its frame yet, and move() would leave that out.
+    window.move(position);
+    // A window that is just being shown does not know its frame yet, and so move() places it without the frame.
     if (QWindow* native = window.windowHandle())
         native->setFramePosition(position);
-    else
-        window.move(position);
     if (tabs != nullptr)
         tabs->setCurrentIndex(settings.value(tabKey, 0).toInt());
     settings.endGroup();
