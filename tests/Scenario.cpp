@@ -179,6 +179,12 @@ QString contextMenu(QAbstractItemView& view, int y)
     return entries.join(' ');
 }
 
+void waitForSearch()
+{
+    if (!QTest::qWaitFor([] { return readFile(World::callLog()).find("viClose") != std::string::npos; }))
+        throw std::runtime_error("no search has ended");
+}
+
 /// A test written as text: each line is a command, and a line that begins with "= " is what the command before it
 /// has to print, or "nothing". Commands go to the uppermost modal dialog, or to the main window. In arguments `\n`,
 /// `\u0020` and the like are escapes.
@@ -335,7 +341,7 @@ std::optional<QString> Scenario::execute(const QString& command, const QString& 
         {"forget", [] { takeVisaCalls(); }},
         {"store", [&] { writeFile(World::settingsFile(), bytes); }},
         {"start", [&] { (m_window = std::make_unique<gui::MainWindow>())->show(); }},
-        {"searched", [] { QTRY_VERIFY(readFile(World::callLog()).find("viClose") != std::string::npos); }},
+        {"searched", [] { waitForSearch(); }},
         {"maximise", [&] { m_window->showMaximized(); }},
         {"stop", [&] { m_window->close() ? m_window.reset() : void(); }},
         {"do", [&] { named<QAction>(argument).trigger(); }},

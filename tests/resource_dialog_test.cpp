@@ -7,9 +7,9 @@
 #include <QDialogButtonBox>
 #include <QGuiApplication>
 #include <QListWidget>
+#include <QTest>
 #include <QToolButton>
 
-#include <chrono>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -39,8 +39,7 @@ std::thread searchInBackground()
     scriptVisa("resource B\nresource A\ngate " + std::filesystem::absolute("gate").string() + "\n");
     takeVisaCalls();
     std::thread thread([] { ResourceDialog::updateResourceList(); });
-    while (takeVisaCalls().find("viFindRsrc") == std::string::npos)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    EXPECT_TRUE(QTest::qWaitFor([] { return readFile(World::callLog()).find("viFindRsrc") != std::string::npos; }));
     return thread;
 }
 
@@ -88,6 +87,7 @@ TEST(ResourceDialog, ShowsASearchThatEndedSinceItWasBuilt)
     ResourceDialog builtMeanwhile(nullptr);
     letSearchEnd();
     search.join();
+    takeVisaCalls();
     for (ResourceDialog* dialog : {&builtBefore, &builtMeanwhile})
     {
         dialog->show();
