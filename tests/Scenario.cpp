@@ -2,51 +2,56 @@
 // SPDX-License-Identifier: MIT
 
 #include "World.h"
-#include "config/ConfigurationFile.h"
 #include "gui/MainWindow.h"
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QComboBox>
-#include <QDialog>
+#include <QDeadlineTimer>
 #include <QHeaderView>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QLineEdit>
-#include <QListWidget>
 #include <QMenu>
 #include <QMessageBox>
-#include <QPushButton>
 #include <QTableView>
 #include <QTest>
 #include <QTimer>
-#include <QTreeWidget>
 #include <QWindow>
 
 #include <algorithm>
 #include <functional>
 #include <map>
-#include <numeric>
 
 #include <gtest/gtest.h>
 
 namespace
 {
 
+constexpr int waitAtMost = 30000; // milliseconds
+
+/// With `\n`, `\u0020` and the like for what a line cannot contain.
 QString unescaped(const QString& text)
 {
-    return QJsonDocument::fromJson(("[\"" + text + "\"]").toUtf8()).array().at(0).toString();
+    const QJsonArray array = QJsonDocument::fromJson(("[\"" + text + "\"]").toUtf8()).array();
+    if (array.isEmpty())
+        throw std::runtime_error("a quote or a backslash needs a backslash before it");
+    return array.at(0).toString();
+}
+
+int number(const QString& text)
+{
+    bool isNumber = false;
+    const int result = text.toInt(&isNumber);
+    if (!isNumber)
+        throw std::runtime_error(text.toStdString() + " is no number");
+    return result;
 }
 
 QString inOneLine(const std::string& bytes)
 {
     const QString text = QString::fromLatin1(bytes.data(), static_cast<int>(bytes.size()));
     return QString(text).replace('\n', "; ").replace('\r', "\\r").trimmed();
-}
-
-QString inOneLine(const std::vector<std::string>& texts)
-{
-    return inOneLine(std::accumulate(texts.begin(), texts.end(), std::string(),
-                                     [](const auto& line, const auto& text) { return line + text + ' '; }));
 }
 
 /// The rows, of a table those on the screen, each with its columns and the rows below it.
@@ -92,56 +97,15 @@ QString shownText(const QWidget& widget)
     return widget.property(qobject_cast<const QTabWidget*>(&widget) != nullptr ? "currentIndex" : "text").toString();
 }
 
-KyVisa::ConfigurationFile& store()
-{
-    return KyVisa::ConfigurationFile::getInstance();
-}
-
-/// The provider, and what getResource() gives up to the first index past the end.
-QString loadedEntries()
-{
-    store().load();
-    std::vector<std::string> texts = {std::to_string(store().m_provider)};
-    for (std::string resource, alias; true;)
-    {
-        resource = store().getResource(texts.size() - 1, alias);
-        if (resource.empty() && alias.empty())
-            return inOneLine(texts);
-        texts.push_back("[" + resource + "=" + alias + "]");
-    }
-}
-
-QString resolved(std::string name)
-{
-    return store().replaceAlias(name) ? QString::fromStdString(name) : QString();
-}
-
-/// Makes the records what the text says, "none" or NUMBER=FIELD,FIELD..., if it says anything. Returns them.
-template <typename Record, typename... Fields>
-QString exchange(std::map<std::uint16_t, Record>& records, const QString& text, Fields Record::*... field)
-{
-    if (!text.isEmpty())
-        records.clear();
-    for (const QString& word : text.split(' ').filter("="))
-    {
-        QStringList values = word.section('=', 1).split(',');
-        Record& record = records[word.section('=', 0, 0).toUShort()];
-        ((record.*field = static_cast<Fields>(values.takeFirst().toUInt())), ...);
-    }
-    QStringList words;
-    for (const auto& [number, record] : records)
-        words += QString::number(number) + "=" + (QStringList() << ... << QString::number(record.*field)).join(',');
-    return words.join(' ');
-}
-
 void makeCurrent(QWidget& widget, int index)
 {
-    if (auto* tree = qobject_cast<QTreeWidget*>(&widget))
-        tree->setCurrentItem(tree->topLevelItem(index)->child(0));
-    else if (auto* view = qobject_cast<QAbstractItemView*>(&widget))
-        index < 0 ? view->clearSelection() : view->setCurrentIndex(view->model()->index(index, 0));
-    else
+    auto* view = qobject_cast<QAbstractItemView*>(&widget);
+    if (view == nullptr)
         widget.setProperty("currentIndex", index);
+    else if (index < 0)
+        view->clearSelection();
+    else
+        view->setCurrentIndex(view->model()->index(index, 0));
 }
 
 void type(QLineEdit& edit, const QString& text)
@@ -152,20 +116,11 @@ void type(QLineEdit& edit, const QString& text)
     QTest::keyClicks(&edit, text);
 }
 
-void doubleClick(QListWidget& list, int row)
+void doubleClick(QAbstractItemView& list, int row)
 {
-    const QPoint place = list.visualItemRect(list.item(row)).center();
+    const QPoint place = list.visualRect(list.model()->index(row, 0)).center();
     QTest::mouseClick(list.viewport(), Qt::LeftButton, Qt::NoModifier, place);
     QTest::mouseDClick(list.viewport(), Qt::LeftButton, Qt::NoModifier, place);
-}
-
-void editBoard(QTreeWidget& tree, int board, int column, const QString& text)
-{
-    QTreeWidgetItem& item = *tree.topLevelItem(board)->child(0);
-    if (text == "on" || text == "off")
-        item.setCheckState(column, text == "on" ? Qt::Checked : Qt::Unchecked);
-    else
-        item.setText(column, text);
 }
 
 QString contextMenu(QAbstractItemView& view, int y)
@@ -181,109 +136,159 @@ QString contextMenu(QAbstractItemView& view, int y)
 
 void waitForSearch()
 {
-    if (!QTest::qWaitFor([] { return readFile(World::callLog()).find("viClose") != std::string::npos; }))
+    const auto hasEnded = [] { return readFile(World::callLog()).find("viClose") != std::string::npos; };
+    if (!QTest::qWaitFor(hasEnded, waitAtMost))
         throw std::runtime_error("no search has ended");
 }
 
-/// A test written as text: each line is a command, and a line that begins with "= " is what the command before it
-/// has to print, or "nothing". Commands go to the uppermost modal dialog, or to the main window. In arguments `\n`,
-/// `\u0020` and the like are escapes.
-///
-///   conf TEXT, file TEXT       writes the per-user visa.conf, with and without a version line
-///   store TEXT, settings       writes and prints the stored window settings
-///   visa TEXT                  tells the scripted libkyvisa.so what to do
-///   calls, forget              prints, or only forgets, the VISA calls since the last such command
-///   start, maximise, stop      makes and shows the main window; maximises it; closes and destroys it
-///   searched                   waits until the search that the start begins has ended
-///   do ACTION                  triggers an action
-///   press BUTTON               clicks a button, by its object name or its text
-///   set EDIT TEXT, type EDIT TEXT   sets a line edit's text; types it, key by key, in the place of the old one
-///   choose WIDGET INDEX        makes an item, a tab or a row current
-///   cell ROW COLUMN TEXT, leaveOpen ROW COLUMN TEXT   edits a cell of the table; without ending the edit
-///   board ROW COLUMN TEXT      edits a GPIB board; "on" and "off" are for the check box
-///   double LIST ROW, click Y   double-clicks a row; clicks into the table of the main window
-///   menu WIDGET Y              prints the context menu of a place; a negative one is counted from the lower edge
-///   show [WIDGET]              prints what a widget shows, what is selected in parentheses, or where the window is
-///   visible NAME..., enabled NAME...   prints those of the names for which it is true
-///   ports, boards [RECORD...]  prints the model's serial or GPIB records, having made them what is said
-///   saved, loaded              prints visa.conf as it is, or the provider and the entries that the store loads from it
-///   resources, alias RESOURCE, resolve ALIAS   prints what the store answers
+/// A test written as text; README.md in the folder of the scenarios explains it.
 class Scenario : public QObject
 {
 public:
-    explicit Scenario(const QString& text);
+    explicit Scenario(std::filesystem::path file);
 
-    /// Runs the commands. Returns the text with what they printed in the place of what they had to print.
-    QString run();
+    /// Runs the lines up to the first one that fails, which fails the GoogleTest case.
+    void run();
 
 private:
+    struct Command
+    {
+        const char* arguments; ///< their names; those in brackets may be left out
+        std::function<void()> act;
+        std::function<QString()> answer; ///< instead of `act`, where the line is a check
+    };
+
     void step();
-    [[nodiscard]] std::optional<QString> execute(const QString& command, const QString& argument);
+    void end();
+    void runLine(int number);
+    void fail(int number, const QString& reason);
+    void execute(const QString& line, int number);
+    [[nodiscard]] std::map<QString, Command> commands(const QStringList& words);
     template <typename Object = QWidget>
     [[nodiscard]] Object& named(const QString& name) const;
     [[nodiscard]] QAbstractButton& button(const QString& name) const;
     [[nodiscard]] QWidget& form() const;
-
-    [[nodiscard]] ConfigurationModel& model() const { return *m_window->findChild<ConfigurationModel*>(); }
-
-    QLineEdit& openEditor(int row, int column, const QString& text) const;
+    [[nodiscard]] gui::MainWindow& window() const;
+    [[nodiscard]] QLineEdit& openEditor(const QString& row, const QString& column) const;
+    [[nodiscard]] QString shown(const QStringList& names) const;
+    [[nodiscard]] QString namesWith(const char* property, const QStringList& names) const;
     void click(int y) const;
 
-    QStringList m_lines;
-    QStringList m_transcript;
-    std::unique_ptr<gui::MainWindow> m_window;
+    const std::filesystem::path m_file;
+    const QStringList m_lines;
+    int m_done = 0;
+    bool m_failed = false;
     bool m_ended = false;
+    QDeadlineTimer m_deadline{waitAtMost};
+    std::unique_ptr<gui::MainWindow> m_window;
 };
 
 } // namespace
 
-Scenario::Scenario(const QString& text) : m_lines(text.split('\n')) {}
+Scenario::Scenario(std::filesystem::path file)
+    : m_file(std::move(file)), m_lines(QString::fromStdString(readFile(m_file)).split('\n'))
+{
+}
 
-QString Scenario::run()
+void Scenario::run()
 {
     step();
     while (!m_ended)
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    return m_transcript.join('\n');
 }
 
 void Scenario::step()
 {
-    m_ended = m_lines.isEmpty();
-    while (m_ended && QApplication::activeModalWidget() != nullptr)
+    if (m_failed || m_done == m_lines.size())
     {
-        m_transcript += "= error: this is still open: " + QApplication::activeModalWidget()->windowTitle();
-        QApplication::activeModalWidget()->close();
-    }
-    if (m_ended)
+        end();
         return;
+    }
     // A command that opens a dialog returns when the dialog is closed: those in between run in the dialog's own loop.
     QTimer::singleShot(1, this, &Scenario::step);
     const QWidget* dialog = QApplication::activeModalWidget();
     if (dialog != nullptr && dialog->cursor().shape() == Qt::WaitCursor)
+    {
+        if (m_deadline.hasExpired())
+            fail(m_done, "error: the dialog waits for ever");
         return;
-    const QString line = m_lines.takeFirst();
-    if (line.startsWith("= "))
-        return;
-    m_transcript += line;
+    }
+    m_deadline.setRemainingTime(waitAtMost);
+    runLine(++m_done);
+}
+
+void Scenario::end()
+{
+    m_ended = true;
+    const QWidget* open = QApplication::activeModalWidget();
+    if (open != nullptr && !m_failed)
+        fail(m_done, "error: this window is still open: " + open->windowTitle());
+    while (QApplication::activeModalWidget() != nullptr && QApplication::activeModalWidget()->close())
+        continue;
+}
+
+void Scenario::runLine(int number)
+{
+    const QString& line = m_lines[number - 1];
     if (line.isEmpty() || line.startsWith('#'))
         return;
     try
     {
-        const std::optional<QString> output = execute(line.section(' ', 0, 0), unescaped(line.section(' ', 1)));
-        if (output)
-            m_transcript += "= " + (output->isEmpty() ? QString("nothing") : *output);
+        execute(line, number);
     }
     catch (const std::exception& error)
     {
-        m_transcript += QString("= error: ") + error.what();
+        fail(number, QString("error: ") + error.what());
     }
+}
+
+void Scenario::fail(int number, const QString& reason)
+{
+    constexpr int linesBefore = 3;
+    QString text;
+    for (int each = std::max(number - linesBefore, 1); each <= number; ++each)
+        text += QString("%1  %2\n").arg(each, 5).arg(m_lines[each - 1]);
+    ADD_FAILURE_AT(m_file.c_str(), number) << text.toStdString() << reason.toStdString();
+    m_failed = true;
+}
+
+void Scenario::execute(const QString& line, int number)
+{
+    const QString sign = " -> ";
+    const QString asked = line.section(sign, 0, 0);
+    const QStringList words = unescaped(asked).split(' ');
+    const auto known = commands(words);
+    const auto found = known.find(words[0]);
+    if (found == known.end())
+        throw std::runtime_error("there is no command " + words[0].toStdString());
+    const Command& command = found->second;
+    const QStringList names = QString(command.arguments).split(' ', Qt::SkipEmptyParts);
+    const QString usage = words[0] + ' ' + command.arguments + (command.answer ? sign + "ANSWER" : QString());
+    if (words.size() <= names.size() - names.filter("[").size() || line.contains(sign) != bool(command.answer))
+        throw std::runtime_error("this is not " + usage.toStdString());
+    if (command.act)
+    {
+        command.act();
+        return;
+    }
+    const QString expected = line.section(sign, 1);
+    const QString answer = command.answer();
+    const QString actual = answer.isEmpty() ? "nothing" : answer;
+    if (actual != expected)
+        fail(number, "expected: " + expected + "\nactual:   " + actual);
+}
+
+gui::MainWindow& Scenario::window() const
+{
+    if (m_window == nullptr)
+        throw std::runtime_error("there is no window");
+    return *m_window;
 }
 
 QWidget& Scenario::form() const
 {
     QWidget* dialog = QApplication::activeModalWidget();
-    return dialog != nullptr ? *dialog : *m_window;
+    return dialog != nullptr ? *dialog : window();
 }
 
 template <typename Object>
@@ -291,7 +296,9 @@ Object& Scenario::named(const QString& name) const
 {
     auto* object = form().findChild<Object*>(name);
     if (object == nullptr)
-        throw std::runtime_error("nothing is named " + name.toStdString());
+        throw std::runtime_error(QString("%1 has no %2 %3")
+                                     .arg(form().windowTitle(), Object::staticMetaObject.className(), name)
+                                     .toStdString());
     return *object;
 }
 
@@ -305,99 +312,108 @@ QAbstractButton& Scenario::button(const QString& name) const
     return named<QAbstractButton>(name);
 }
 
-QLineEdit& Scenario::openEditor(int row, int column, const QString& text) const
+QLineEdit& Scenario::openEditor(const QString& row, const QString& column) const
 {
-    auto* view = m_window->findChild<QTableView*>();
-    view->edit(model().index(row, column));
+    auto* view = window().findChild<QTableView*>();
+    view->edit(view->model()->index(number(row), number(column)));
+    const auto editors = view->viewport()->findChildren<QLineEdit*>();
+    if (editors.isEmpty())
+        throw std::runtime_error("the cell has no editor");
     // Editors that were closed just now may still be there.
-    QLineEdit* editor = view->viewport()->findChildren<QLineEdit*>().last();
-    editor->setText(text);
-    return *editor;
+    return *editors.last();
+}
+
+QString Scenario::shown(const QStringList& names) const
+{
+    QStringList texts;
+    for (const QString& name : names)
+        texts += shownText(named(name));
+    return names.isEmpty() ? shownText(form()) : texts.join(" | ");
+}
+
+QString Scenario::namesWith(const char* property, const QStringList& names) const
+{
+    QStringList having;
+    for (const QString& name : names)
+    {
+        if (named<QObject>(name).property(property).toBool())
+            having += name;
+    }
+    return having.join(' ');
 }
 
 void Scenario::click(int y) const
 {
-    const QWidget& viewport = *m_window->findChild<QTableView*>()->viewport();
-    const QPoint place = viewport.mapTo(m_window.get(), QPoint(1, y));
-    QTest::mouseClick(m_window->windowHandle(), Qt::LeftButton, Qt::NoModifier, place);
+    const QWidget& viewport = *window().findChild<QTableView*>()->viewport();
+    const QPoint place = viewport.mapTo(&window(), QPoint(1, y));
+    QTest::mouseClick(window().windowHandle(), Qt::LeftButton, Qt::NoModifier, place);
 }
 
-std::optional<QString> Scenario::execute(const QString& command, const QString& argument)
+std::map<QString, Scenario::Command> Scenario::commands(const QStringList& words)
 {
-    const std::string bytes = argument.toLatin1().toStdString();
-    const QStringList words = argument.split(' ');
-    const QString rest = argument.section(' ', 1);
-    const QString last = argument.section(' ', 2);
-    const auto namesWith = [&](const char* property) {
-        QStringList names = words;
-        const auto lacks = [&](const QString& name) { return !named<QObject>(name).property(property).toBool(); };
-        names.erase(std::remove_if(names.begin(), names.end(), lacks), names.end());
-        return names.join(' ');
+    const QStringList arguments = words.mid(1);
+    const auto textFrom = [words](int position) { return words.mid(position).join(' '); };
+    const auto bytes = [=] { return textFrom(1).toLatin1().toStdString(); };
+    const auto opened = [=]() -> QLineEdit& {
+        QLineEdit& editor = openEditor(words[1], words[2]);
+        editor.setText(textFrom(3));
+        return editor;
     };
-    const std::map<QString, std::function<void()>> commands = {
-        {"conf", [&] { writeConfiguration(bytes); }},
-        {"file", [&] { writeFile(World::configurationFile(), bytes); }},
-        {"visa", [&] { scriptVisa(bytes); }},
-        {"forget", [] { takeVisaCalls(); }},
-        {"store", [&] { writeFile(World::settingsFile(), bytes); }},
-        {"start", [&] { (m_window = std::make_unique<gui::MainWindow>())->show(); }},
-        {"searched", [] { waitForSearch(); }},
-        {"maximise", [&] { m_window->showMaximized(); }},
-        {"stop", [&] { m_window->close() ? m_window.reset() : void(); }},
-        {"do", [&] { named<QAction>(argument).trigger(); }},
-        {"press", [&] { button(argument).click(); }},
-        {"set", [&] { named<QLineEdit>(words[0]).setText(rest); }},
-        {"type", [&] { type(named<QLineEdit>(words[0]), rest); }},
-        {"choose", [&] { makeCurrent(named(words[0]), rest.toInt()); }},
-        {"cell", [&] { QTest::keyClick(&openEditor(words[0].toInt(), words[1].toInt(), last), Qt::Key_Return); }},
-        {"leaveOpen", [&] { openEditor(words[0].toInt(), words[1].toInt(), last); }},
-        {"board", [&] { editBoard(named<QTreeWidget>("PropertyTree"), words[0].toInt(), words[1].toInt(), last); }},
-        {"double", [&] { doubleClick(named<QListWidget>(words[0]), rest.toInt()); }},
-        {"click", [&] { click(argument.toInt()); }},
+    return {
+        {"conf", {"[LINES]", [=] { writeConfiguration(bytes()); }, {}}},
+        {"forget", {"", [] { takeVisaCalls(); }, {}}},
+        {"visa", {"LINES", [=] { scriptVisa(bytes()); }, {}}},
+        {"store", {"LINES", [=] { writeFile(World::settingsFile(), bytes()); }, {}}},
+        {"start", {"", [=] { (m_window = std::make_unique<gui::MainWindow>())->show(); }, {}}},
+        {"searched", {"", [] { waitForSearch(); }, {}}},
+        {"maximise", {"", [=] { window().showMaximized(); }, {}}},
+        {"stop", {"", [=] { window().close() ? m_window.reset() : void(); }, {}}},
+        {"do", {"ACTION", [=] { named<QAction>(words[1]).trigger(); }, {}}},
+        {"press", {"BUTTON", [=] { button(words[1]).click(); }, {}}},
+        {"set", {"EDIT [TEXT]", [=] { named<QLineEdit>(words[1]).setText(textFrom(2)); }, {}}},
+        {"type", {"EDIT [TEXT]", [=] { type(named<QLineEdit>(words[1]), textFrom(2)); }, {}}},
+        {"choose", {"WIDGET INDEX", [=] { makeCurrent(named(words[1]), number(words[2])); }, {}}},
+        {"cell", {"ROW COLUMN [TEXT]", [=] { QTest::keyClick(&opened(), Qt::Key_Return); }, {}}},
+        {"leaveOpen", {"ROW COLUMN [TEXT]", [=] { opened(); }, {}}},
+        {"double", {"LIST ROW", [=] { doubleClick(named<QAbstractItemView>(words[1]), number(words[2])); }, {}}},
+        {"click", {"Y", [=] { click(number(words[1])); }, {}}},
+        {"settings", {"", {}, [] { return inOneLine(readFile(World::settingsFile())); }}},
+        {"calls", {"", {}, [] { return inOneLine(takeVisaCalls()); }}},
+        {"saved", {"", {}, [] { return inOneLine(readFile(World::configurationFile())); }}},
+        {"editor", {"ROW COLUMN", {}, [=] { return openEditor(words[1], words[2]).text(); }}},
+        {"menu", {"WIDGET Y", {}, [=] { return contextMenu(named<QAbstractItemView>(words[1]), number(words[2])); }}},
+        {"show", {"[WIDGET...]", {}, [=] { return shown(arguments); }}},
+        {"visible", {"WIDGET...", {}, [=] { return namesWith("visible", arguments); }}},
+        {"enabled", {"NAME...", {}, [=] { return namesWith("enabled", arguments); }}},
     };
-    const std::map<QString, std::function<QString()>> questions = {
-        {"settings", [] { return inOneLine(readFile(World::settingsFile())); }},
-        {"calls", [] { return inOneLine(takeVisaCalls()); }},
-        {"saved", [] { return inOneLine(readFile(World::configurationFile())); }},
-        {"loaded", [] { return loadedEntries(); }},
-        {"resources", [] { return inOneLine(store().getAllResources()); }},
-        {"alias", [&] { return QString::fromStdString(store().lookupAlias(bytes)); }},
-        {"resolve", [&] { return resolved(bytes); }},
-        {"ports",
-         [&] {
-             using Port = KyVisa::SSerialProperties;
-             return exchange(model().m_serialProperties, argument, &Port::baudRate, &Port::dataBits, &Port::stopBits,
-                             &Port::parity, &Port::flowControl);
-         }},
-        {"boards",
-         [&] {
-             using Board = KyVisa::SGpibProperties;
-             return exchange(model().m_gpibProperties, argument, &Board::primaryAddress, &Board::secondaryAddress,
-                             &Board::systemController);
-         }},
-        {"menu", [&] { return contextMenu(named<QAbstractItemView>(words[0]), rest.toInt()); }},
-        {"show", [&] { return shownText(argument.isEmpty() ? form() : named(argument)); }},
-        {"visible", [&] { return namesWith("visible"); }},
-        {"enabled", [&] { return namesWith("enabled"); }},
-    };
-    if (commands.count(command) == 0)
-        return questions.at(command)();
-    commands.at(command)();
-    return std::nullopt;
 }
 
-class ScenarioFiles : public ::testing::TestWithParam<std::filesystem::directory_entry>
+namespace
+{
+
+const std::filesystem::path folder = qEnvironmentVariable("SCENARIOS", SCENARIOS).toStdString();
+
+std::vector<std::string> scenarios()
+{
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+    {
+        if (entry.path().extension() == ".txt")
+            names.push_back(entry.path().stem().string());
+    }
+    return names;
+}
+
+class ScenarioFiles : public ::testing::TestWithParam<std::string>
 {
 };
 
+} // namespace
+
 TEST_P(ScenarioFiles, Runs)
 {
-    const std::string text = readFile(GetParam().path());
-    EXPECT_EQ(Scenario(QString::fromStdString(text)).run().toStdString(), text);
+    Scenario(folder / (GetParam() + ".txt")).run();
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    , ScenarioFiles,
-    ::testing::ValuesIn(std::filesystem::directory_iterator(qEnvironmentVariable("SCENARIOS", SCENARIOS).toStdString()),
-                        std::filesystem::directory_iterator()),
-    [](const auto& file) { return file.param.path().stem().string(); });
+INSTANTIATE_TEST_SUITE_P(, ScenarioFiles, ::testing::ValuesIn(scenarios()),
+                         [](const auto& name) { return name.param; });

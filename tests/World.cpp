@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QProcessEnvironment>
 
+#include <algorithm>
 #include <chrono>
 #include <fstream>
 #include <sstream>
@@ -86,4 +87,17 @@ std::string takeVisaCalls()
     std::string calls = readFile(World::callLog());
     std::filesystem::remove(World::callLog());
     return calls;
+}
+
+std::string visaCallsAfter(const std::string& beginning)
+{
+    std::string calls = takeVisaCalls();
+    std::replace(calls.begin(), calls.end(), '\n', ';');
+    EXPECT_EQ(calls.substr(0, beginning.size()), beginning);
+    return calls.substr(std::min(calls.size(), beginning.size()));
+}
+
+std::ostream& operator<<(std::ostream& stream, const Row& row)
+{
+    return stream << row.name;
 }
