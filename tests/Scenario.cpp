@@ -2,81 +2,108 @@
 // SPDX-License-Identifier: MIT
 
 #include "World.h"
-#include "config/ConfigurationFile.h"
 #include "gui/MainWindow.h"
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QComboBox>
-#include <QDialog>
+#include <QDeadlineTimer>
 #include <QHeaderView>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QLineEdit>
-#include <QListWidget>
 #include <QMenu>
 #include <QMessageBox>
-#include <QPushButton>
 #include <QTableView>
 #include <QTest>
 #include <QTimer>
-#include <QTreeWidget>
 #include <QWindow>
 
-#include <algorithm>
 #include <functional>
 #include <map>
-#include <numeric>
-
-#include <gtest/gtest.h>
 
 namespace
 {
 
+constexpr int waitAtMost = 30000; // milliseconds
+
+std::unique_ptr<gui::MainWindow> mainWindow;
+
+void require(bool holds, const QString& message)
+{
+    if (!holds)
+        throw std::runtime_error(message.toStdString());
+}
+
 QString unescaped(const QString& text)
 {
-    return QJsonDocument::fromJson(("[\"" + text + "\"]").toUtf8()).array().at(0).toString();
+    const QJsonArray array = QJsonDocument::fromJson(("[\"" + text + "\"]").toUtf8()).array();
+    require(!array.isEmpty(), "a quote or a backslash needs a backslash before it");
+    return array.at(0).toString();
+}
+
+int number(const QString& text)
+{
+    bool isNumber = false;
+    const int result = text.toInt(&isNumber);
+    require(isNumber, text + " is no number");
+    return result;
 }
 
 QString inOneLine(const std::string& bytes)
 {
-    const QString text = QString::fromLatin1(bytes.data(), static_cast<int>(bytes.size()));
-    return QString(text).replace('\n', "; ").replace('\r', "\\r").trimmed();
+    return QString::fromLatin1(bytes.c_str()).replace('\n', "; ").trimmed();
 }
 
-QString inOneLine(const std::vector<std::string>& texts)
+std::string bytesFrom(const QStringList& words)
 {
-    return inOneLine(std::accumulate(texts.begin(), texts.end(), std::string(),
-                                     [](const auto& line, const auto& text) { return line + text + ' '; }));
+    return words.mid(1).join(' ').toLatin1().toStdString();
 }
 
-/// The rows, of a table those on the screen, each with its columns and the rows below it.
-QString shownItems(const QAbstractItemView& view, const QModelIndex& parent = {})
+QWidget& form()
+{
+    QWidget* dialog = QApplication::activeModalWidget();
+    require(dialog != nullptr || mainWindow != nullptr, "there is no window");
+    return dialog != nullptr ? *dialog : *mainWindow;
+}
+
+template <typename Object = QWidget>
+Object& named(const QString& name)
+{
+    auto* object = form().findChild<Object*>(name);
+    require(object != nullptr, form().windowTitle() + " has no " + Object::staticMetaObject.className() + ' ' + name);
+    return *object;
+}
+
+QAbstractButton& button(const QString& name)
+{
+    for (auto* each : form().findChildren<QAbstractButton*>())
+    {
+        if (each->text().remove('&') == name)
+            return *each;
+    }
+    return named<QAbstractButton>(name);
+}
+
+/// The rows that the view knows of, each with its columns.
+QString shownRows(const QAbstractItemView& view)
 {
     const auto* table = qobject_cast<const QTableView*>(&view);
-    const QAbstractItemModel& model = *view.model();
     QStringList rows;
-    for (int row = 0; row < model.rowCount(parent); ++row)
+    for (int row = 0; row < (table != nullptr ? table->verticalHeader()->count() : view.model()->rowCount()); ++row)
     {
-        const QModelIndex first = model.index(row, 0, parent);
-        if (table != nullptr && !view.visualRect(first).intersects(view.viewport()->rect()))
-            continue;
-        QString text = first.data().toString();
-        for (int column = 1; column < model.columnCount(parent); ++column)
-            text += '=' + first.siblingAtColumn(column).data().toString();
-        const QVariant check = first.siblingAtColumn(2).data(Qt::CheckStateRole);
-        text += check.isValid() ? check.toInt() == Qt::Checked ? "on" : "off" : "";
-        text += model.hasChildren(first) ? "{" + shownItems(view, first) + "}" : QString();
+        const QModelIndex first = view.model()->index(row, 0);
+        const QString text = first.data().toString() + (table != nullptr ? "=" : "") +
+                             (table != nullptr ? first.siblingAtColumn(1).data().toString() : "");
         rows += view.selectionModel()->isSelected(first) ? "(" + text + ")" : text;
     }
-    if (table != nullptr && table->verticalHeader()->count() != model.rowCount())
-        rows += "and rows that are none";
     return rows.join(' ');
 }
 
-QString shownText(const QWidget& widget)
+QString shown(const QWidget& widget)
 {
     if (const auto* view = qobject_cast<const QAbstractItemView*>(&widget))
-        return shownItems(*view);
+        return shownRows(*view);
     if (const auto* box = qobject_cast<const QComboBox*>(&widget))
         return QString("%1 of %2 from %3").arg(box->currentText()).arg(box->count()).arg(box->itemText(0)).trimmed();
     if (const auto* message = qobject_cast<const QMessageBox*>(&widget))
@@ -89,59 +116,32 @@ QString shownText(const QWidget& widget)
             .arg(widget.x())
             .arg(widget.y())
             .arg(widget.isMaximized() ? " maximised" : "");
-    return widget.property(qobject_cast<const QTabWidget*>(&widget) != nullptr ? "currentIndex" : "text").toString();
+    return widget.property(widget.inherits("QTabWidget") ? "currentIndex" : "text").toString();
 }
 
-KyVisa::ConfigurationFile& store()
+QString shownByName(const QStringList& words)
 {
-    return KyVisa::ConfigurationFile::getInstance();
+    QStringList texts;
+    for (const QString& name : words.mid(1))
+        texts += shown(named(name));
+    return texts.isEmpty() ? shown(form()) : texts.join(" | ");
 }
 
-/// The provider, and what getResource() gives up to the first index past the end.
-QString loadedEntries()
+QString namesWith(const char* property, const QStringList& words)
 {
-    store().load();
-    std::vector<std::string> texts = {std::to_string(store().m_provider)};
-    for (std::string resource, alias; true;)
-    {
-        resource = store().getResource(texts.size() - 1, alias);
-        if (resource.empty() && alias.empty())
-            return inOneLine(texts);
-        texts.push_back("[" + resource + "=" + alias + "]");
-    }
+    QStringList names;
+    for (const QString& name : words.mid(1))
+        names += named<QObject>(name).property(property).toBool() ? QStringList(name) : QStringList();
+    return names.join(' ');
 }
 
-QString resolved(std::string name)
+void choose(QWidget& widget, int index)
 {
-    return store().replaceAlias(name) ? QString::fromStdString(name) : QString();
-}
-
-/// Makes the records what the text says, "none" or NUMBER=FIELD,FIELD..., if it says anything. Returns them.
-template <typename Record, typename... Fields>
-QString exchange(std::map<std::uint16_t, Record>& records, const QString& text, Fields Record::*... field)
-{
-    if (!text.isEmpty())
-        records.clear();
-    for (const QString& word : text.split(' ').filter("="))
-    {
-        QStringList values = word.section('=', 1).split(',');
-        Record& record = records[word.section('=', 0, 0).toUShort()];
-        ((record.*field = static_cast<Fields>(values.takeFirst().toUInt())), ...);
-    }
-    QStringList words;
-    for (const auto& [number, record] : records)
-        words += QString::number(number) + "=" + (QStringList() << ... << QString::number(record.*field)).join(',');
-    return words.join(' ');
-}
-
-void makeCurrent(QWidget& widget, int index)
-{
-    if (auto* tree = qobject_cast<QTreeWidget*>(&widget))
-        tree->setCurrentItem(tree->topLevelItem(index)->child(0));
-    else if (auto* view = qobject_cast<QAbstractItemView*>(&widget))
-        index < 0 ? view->clearSelection() : view->setCurrentIndex(view->model()->index(index, 0));
-    else
+    auto* view = qobject_cast<QAbstractItemView*>(&widget);
+    if (view == nullptr)
         widget.setProperty("currentIndex", index);
+    else
+        index < 0 ? view->clearSelection() : view->setCurrentIndex(view->model()->index(index, 0));
 }
 
 void type(QLineEdit& edit, const QString& text)
@@ -152,26 +152,43 @@ void type(QLineEdit& edit, const QString& text)
     QTest::keyClicks(&edit, text);
 }
 
-void doubleClick(QListWidget& list, int row)
+QLineEdit& openEditor(const QStringList& words)
 {
-    const QPoint place = list.visualItemRect(list.item(row)).center();
+    auto& view = named<QTableView>("resourceView");
+    view.edit(view.model()->index(number(words[1]), number(words[2])));
+    const auto editors = view.viewport()->findChildren<QLineEdit*>();
+    require(!editors.isEmpty(), "the cell has no editor");
+    // Editors that were closed just now may still be there.
+    return *editors.last();
+}
+
+QLineEdit& editCell(const QStringList& words)
+{
+    QLineEdit& editor = openEditor(words);
+    editor.setText(words.mid(3).join(' '));
+    return editor;
+}
+
+void doubleClick(QAbstractItemView& list, int row)
+{
+    const QPoint place = list.visualRect(list.model()->index(row, 0)).center();
     QTest::mouseClick(list.viewport(), Qt::LeftButton, Qt::NoModifier, place);
     QTest::mouseDClick(list.viewport(), Qt::LeftButton, Qt::NoModifier, place);
 }
 
-void editBoard(QTreeWidget& tree, int board, int column, const QString& text)
+/// Into the main window, whatever dialog is open.
+void click(int y)
 {
-    QTreeWidgetItem& item = *tree.topLevelItem(board)->child(0);
-    if (text == "on" || text == "off")
-        item.setCheckState(column, text == "on" ? Qt::Checked : Qt::Unchecked);
-    else
-        item.setText(column, text);
+    const auto* table = mainWindow->findChild<QTableView*>();
+    const QPoint place = table->viewport()->mapTo(mainWindow.get(), QPoint(1, y));
+    QTest::mouseClick(mainWindow->windowHandle(), Qt::LeftButton, Qt::NoModifier, place);
 }
 
 QString contextMenu(QAbstractItemView& view, int y)
 {
     emit view.customContextMenuRequested(QPoint(1, y < 0 ? view.viewport()->height() + y : y));
     auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+    require(menu != nullptr, "there is no menu");
     QStringList entries;
     for (const QAction* action : menu->actions())
         entries += action->isSeparator() ? "|" : action->text() + ",";
@@ -179,219 +196,184 @@ QString contextMenu(QAbstractItemView& view, int y)
     return entries.join(' ');
 }
 
-/// A test written as text: each line is a command, and a line that begins with "= " is what the command before it
-/// has to print, or "nothing". Commands go to the uppermost modal dialog, or to the main window. In arguments `\n`,
-/// `\u0020` and the like are escapes.
-///
-///   conf TEXT, file TEXT       writes the per-user visa.conf, with and without a version line
-///   store TEXT, settings       writes and prints the stored window settings
-///   visa TEXT                  tells the scripted libkyvisa.so what to do
-///   calls, forget              prints, or only forgets, the VISA calls since the last such command
-///   start, maximise, stop      makes and shows the main window; maximises it; closes and destroys it
-///   searched                   waits until the search that the start begins has ended
-///   do ACTION                  triggers an action
-///   press BUTTON               clicks a button, by its object name or its text
-///   set EDIT TEXT, type EDIT TEXT   sets a line edit's text; types it, key by key, in the place of the old one
-///   choose WIDGET INDEX        makes an item, a tab or a row current
-///   cell ROW COLUMN TEXT, leaveOpen ROW COLUMN TEXT   edits a cell of the table; without ending the edit
-///   board ROW COLUMN TEXT      edits a GPIB board; "on" and "off" are for the check box
-///   double LIST ROW, click Y   double-clicks a row; clicks into the table of the main window
-///   menu WIDGET Y              prints the context menu of a place; a negative one is counted from the lower edge
-///   show [WIDGET]              prints what a widget shows, what is selected in parentheses, or where the window is
-///   visible NAME..., enabled NAME...   prints those of the names for which it is true
-///   ports, boards [RECORD...]  prints the model's serial or GPIB records, having made them what is said
-///   saved, loaded              prints visa.conf as it is, or the provider and the entries that the store loads from it
-///   resources, alias RESOURCE, resolve ALIAS   prints what the store answers
+void waitForSearch()
+{
+    const auto hasEnded = [] { return readFile(World::callLog()).find("viClose") != std::string::npos; };
+    require(QTest::qWaitFor(hasEnded, waitAtMost), "no search has ended");
+}
+
+using Words = const QStringList&;
+
+struct Command
+{
+    const char* arguments; ///< their names; those in brackets may be left out
+    std::function<void(Words)> act;
+    std::function<QString(Words)> answer = nullptr; ///< instead of `act`, where the line is a check
+};
+
+const std::map<QString, Command> commands = {
+    {"conf", {"[LINES]", [](Words words) { writeConfiguration(bytesFrom(words)); }}},
+    {"forget", {"", [](Words) { takeVisaCalls(); }}},
+    {"visa", {"LINES", [](Words words) { scriptVisa(bytesFrom(words)); }}},
+    {"store", {"LINES", [](Words words) { writeFile(World::settingsFile(), bytesFrom(words)); }}},
+    {"start", {"", [](Words) { (mainWindow = std::make_unique<gui::MainWindow>())->show(); }}},
+    {"searched", {"", [](Words) { waitForSearch(); }}},
+    {"maximise", {"", [](Words) { form().showMaximized(); }}},
+    {"stop", {"", [](Words) { form().close() ? mainWindow.reset() : void(); }}},
+    {"do", {"ACTION", [](Words words) { named<QAction>(words[1]).trigger(); }}},
+    {"press", {"BUTTON", [](Words words) { button(words[1]).click(); }}},
+    {"set", {"EDIT [TEXT]", [](Words words) { named<QLineEdit>(words[1]).setText(words.mid(2).join(' ')); }}},
+    {"type", {"EDIT [TEXT]", [](Words words) { type(named<QLineEdit>(words[1]), words.mid(2).join(' ')); }}},
+    {"choose", {"WIDGET INDEX", [](Words words) { choose(named(words[1]), number(words[2])); }}},
+    {"cell", {"ROW COLUMN [TEXT]", [](Words words) { QTest::keyClick(&editCell(words), Qt::Key_Return); }}},
+    {"leaveOpen", {"ROW COLUMN [TEXT]", [](Words words) { editCell(words); }}},
+    {"double", {"LIST ROW", [](Words words) { doubleClick(named<QAbstractItemView>(words[1]), number(words[2])); }}},
+    {"click", {"Y", [](Words words) { click(number(words[1])); }}},
+    {"settings", {"", nullptr, [](Words) { return inOneLine(readFile(World::settingsFile())); }}},
+    {"calls", {"", nullptr, [](Words) { return inOneLine(takeVisaCalls()); }}},
+    {"saved", {"", nullptr, [](Words) { return inOneLine(readFile(World::configurationFile())); }}},
+    {"editor", {"ROW COLUMN", nullptr, [](Words words) { return openEditor(words).text(); }}},
+    {"menu",
+     {"VIEW Y", nullptr,
+      [](Words words) { return contextMenu(named<QAbstractItemView>(words[1]), number(words[2])); }}},
+    {"show", {"[WIDGET...]", nullptr, shownByName}},
+    {"visible", {"NAME...", nullptr, [](Words words) { return namesWith("visible", words); }}},
+    {"enabled", {"NAME...", nullptr, [](Words words) { return namesWith("enabled", words); }}},
+};
+
+/// A test written as text; README.md in the folder of the scenarios explains it.
 class Scenario : public QObject
 {
 public:
-    explicit Scenario(const QString& text);
+    explicit Scenario(const std::filesystem::path& file)
+        : m_file(file), m_lines(QString::fromStdString(readFile(file)).split('\n'))
+    {
+    }
 
-    /// Runs the commands. Returns the text with what they printed in the place of what they had to print.
-    QString run();
+    /// Runs the lines up to the first one that fails, which fails the GoogleTest case.
+    void run();
 
 private:
     void step();
-    [[nodiscard]] std::optional<QString> execute(const QString& command, const QString& argument);
-    template <typename Object = QWidget>
-    [[nodiscard]] Object& named(const QString& name) const;
-    [[nodiscard]] QAbstractButton& button(const QString& name) const;
-    [[nodiscard]] QWidget& form() const;
+    void end();
+    void runLine(int lineNumber);
+    /// Returns why the line fails, or an empty text.
+    [[nodiscard]] static QString failureOf(const QString& line);
+    void fail(int lineNumber, const QString& reason);
 
-    [[nodiscard]] ConfigurationModel& model() const { return *m_window->findChild<ConfigurationModel*>(); }
-
-    QLineEdit& openEditor(int row, int column, const QString& text) const;
-    void click(int y) const;
-
-    QStringList m_lines;
-    QStringList m_transcript;
-    std::unique_ptr<gui::MainWindow> m_window;
+    const std::filesystem::path m_file;
+    const QStringList m_lines;
+    int m_begun = 0;
+    bool m_failed = false;
     bool m_ended = false;
+    QDeadlineTimer m_deadline{waitAtMost};
 };
 
-} // namespace
-
-Scenario::Scenario(const QString& text) : m_lines(text.split('\n')) {}
-
-QString Scenario::run()
+void Scenario::run()
 {
     step();
     while (!m_ended)
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    return m_transcript.join('\n');
+    mainWindow.reset();
 }
 
 void Scenario::step()
 {
-    m_ended = m_lines.isEmpty();
-    while (m_ended && QApplication::activeModalWidget() != nullptr)
+    if (m_failed || m_begun == m_lines.size())
     {
-        m_transcript += "= error: this is still open: " + QApplication::activeModalWidget()->windowTitle();
-        QApplication::activeModalWidget()->close();
-    }
-    if (m_ended)
+        end();
         return;
+    }
     // A command that opens a dialog returns when the dialog is closed: those in between run in the dialog's own loop.
     QTimer::singleShot(1, this, &Scenario::step);
     const QWidget* dialog = QApplication::activeModalWidget();
-    if (dialog != nullptr && dialog->cursor().shape() == Qt::WaitCursor)
-        return;
-    const QString line = m_lines.takeFirst();
-    if (line.startsWith("= "))
-        return;
-    m_transcript += line;
-    if (line.isEmpty() || line.startsWith('#'))
-        return;
+    if (dialog == nullptr || dialog->cursor().shape() != Qt::WaitCursor)
+        runLine(++m_begun);
+    else if (m_deadline.hasExpired())
+        fail(m_begun, "error: the dialog does not stop waiting");
+}
+
+void Scenario::end()
+{
+    m_ended = true;
+    const QWidget* open = QApplication::activeModalWidget();
+    if (open != nullptr && !m_failed)
+        fail(m_begun, "error: this window is still open: " + open->windowTitle());
+    while (QApplication::activeModalWidget() != nullptr && QApplication::activeModalWidget()->close())
+        continue;
+}
+
+void Scenario::runLine(int lineNumber)
+{
+    m_deadline.setRemainingTime(waitAtMost);
+    const QString& line = m_lines[lineNumber - 1];
+    QString failure;
     try
     {
-        const std::optional<QString> output = execute(line.section(' ', 0, 0), unescaped(line.section(' ', 1)));
-        if (output)
-            m_transcript += "= " + (output->isEmpty() ? QString("nothing") : *output);
+        failure = line.isEmpty() || line.startsWith('#') ? QString() : failureOf(line);
     }
     catch (const std::exception& error)
     {
-        m_transcript += QString("= error: ") + error.what();
+        failure = QString("error: ") + error.what();
     }
+    if (!failure.isEmpty() && !m_failed)
+        fail(lineNumber, failure);
 }
 
-QWidget& Scenario::form() const
+QString Scenario::failureOf(const QString& line)
 {
-    QWidget* dialog = QApplication::activeModalWidget();
-    return dialog != nullptr ? *dialog : *m_window;
-}
-
-template <typename Object>
-Object& Scenario::named(const QString& name) const
-{
-    auto* object = form().findChild<Object*>(name);
-    if (object == nullptr)
-        throw std::runtime_error("nothing is named " + name.toStdString());
-    return *object;
-}
-
-QAbstractButton& Scenario::button(const QString& name) const
-{
-    for (auto* each : form().findChildren<QAbstractButton*>())
+    const QString sign = " -> ";
+    const QStringList words = unescaped(line.section(sign, 0, 0)).split(' ');
+    const auto known = commands.find(words[0]);
+    require(known != commands.end(), "there is no command " + words[0]);
+    const auto& [arguments, act, answer] = known->second;
+    const QStringList names = QString(arguments).split(' ', Qt::SkipEmptyParts);
+    require(words.size() > names.size() - names.filter("[").size() && line.contains(sign) == (answer != nullptr),
+            "this is not " + words[0] + ' ' + arguments + (answer != nullptr ? " -> ANSWER" : ""));
+    if (answer == nullptr)
     {
-        if (each->text().remove('&') == name)
-            return *each;
+        act(words);
+        return {};
     }
-    return named<QAbstractButton>(name);
+    const QString expected = line.section(sign, 1);
+    const QString text = answer(words);
+    const QString actual = text.isEmpty() ? "nothing" : text;
+    return actual == expected ? QString() : "expected: " + expected + "\nactual:   " + actual;
 }
 
-QLineEdit& Scenario::openEditor(int row, int column, const QString& text) const
+void Scenario::fail(int lineNumber, const QString& reason)
 {
-    auto* view = m_window->findChild<QTableView*>();
-    view->edit(model().index(row, column));
-    // Editors that were closed just now may still be there.
-    QLineEdit* editor = view->viewport()->findChildren<QLineEdit*>().last();
-    editor->setText(text);
-    return *editor;
+    constexpr int linesBefore = 3;
+    QString text;
+    for (int each = std::max(lineNumber - linesBefore, 1); each <= lineNumber; ++each)
+        text += QString("%1  %2\n").arg(each, 5).arg(m_lines[each - 1]);
+    ADD_FAILURE_AT(m_file.c_str(), lineNumber) << text.toStdString() << reason.toStdString();
+    m_failed = true;
 }
 
-void Scenario::click(int y) const
+const std::filesystem::path folder = qEnvironmentVariable("SCENARIOS", SCENARIOS).toStdString();
+
+std::vector<std::string> scenarios()
 {
-    const QWidget& viewport = *m_window->findChild<QTableView*>()->viewport();
-    const QPoint place = viewport.mapTo(m_window.get(), QPoint(1, y));
-    QTest::mouseClick(m_window->windowHandle(), Qt::LeftButton, Qt::NoModifier, place);
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+    {
+        if (entry.path().extension() == ".txt")
+            names.push_back(entry.path().stem().string());
+    }
+    return names;
 }
 
-std::optional<QString> Scenario::execute(const QString& command, const QString& argument)
-{
-    const std::string bytes = argument.toLatin1().toStdString();
-    const QStringList words = argument.split(' ');
-    const QString rest = argument.section(' ', 1);
-    const QString last = argument.section(' ', 2);
-    const auto namesWith = [&](const char* property) {
-        QStringList names = words;
-        const auto lacks = [&](const QString& name) { return !named<QObject>(name).property(property).toBool(); };
-        names.erase(std::remove_if(names.begin(), names.end(), lacks), names.end());
-        return names.join(' ');
-    };
-    const std::map<QString, std::function<void()>> commands = {
-        {"conf", [&] { writeConfiguration(bytes); }},
-        {"file", [&] { writeFile(World::configurationFile(), bytes); }},
-        {"visa", [&] { scriptVisa(bytes); }},
-        {"forget", [] { takeVisaCalls(); }},
-        {"store", [&] { writeFile(World::settingsFile(), bytes); }},
-        {"start", [&] { (m_window = std::make_unique<gui::MainWindow>())->show(); }},
-        {"searched", [] { QTRY_VERIFY(readFile(World::callLog()).find("viClose") != std::string::npos); }},
-        {"maximise", [&] { m_window->showMaximized(); }},
-        {"stop", [&] { m_window->close() ? m_window.reset() : void(); }},
-        {"do", [&] { named<QAction>(argument).trigger(); }},
-        {"press", [&] { button(argument).click(); }},
-        {"set", [&] { named<QLineEdit>(words[0]).setText(rest); }},
-        {"type", [&] { type(named<QLineEdit>(words[0]), rest); }},
-        {"choose", [&] { makeCurrent(named(words[0]), rest.toInt()); }},
-        {"cell", [&] { QTest::keyClick(&openEditor(words[0].toInt(), words[1].toInt(), last), Qt::Key_Return); }},
-        {"leaveOpen", [&] { openEditor(words[0].toInt(), words[1].toInt(), last); }},
-        {"board", [&] { editBoard(named<QTreeWidget>("PropertyTree"), words[0].toInt(), words[1].toInt(), last); }},
-        {"double", [&] { doubleClick(named<QListWidget>(words[0]), rest.toInt()); }},
-        {"click", [&] { click(argument.toInt()); }},
-    };
-    const std::map<QString, std::function<QString()>> questions = {
-        {"settings", [] { return inOneLine(readFile(World::settingsFile())); }},
-        {"calls", [] { return inOneLine(takeVisaCalls()); }},
-        {"saved", [] { return inOneLine(readFile(World::configurationFile())); }},
-        {"loaded", [] { return loadedEntries(); }},
-        {"resources", [] { return inOneLine(store().getAllResources()); }},
-        {"alias", [&] { return QString::fromStdString(store().lookupAlias(bytes)); }},
-        {"resolve", [&] { return resolved(bytes); }},
-        {"ports",
-         [&] {
-             using Port = KyVisa::SSerialProperties;
-             return exchange(model().m_serialProperties, argument, &Port::baudRate, &Port::dataBits, &Port::stopBits,
-                             &Port::parity, &Port::flowControl);
-         }},
-        {"boards",
-         [&] {
-             using Board = KyVisa::SGpibProperties;
-             return exchange(model().m_gpibProperties, argument, &Board::primaryAddress, &Board::secondaryAddress,
-                             &Board::systemController);
-         }},
-        {"menu", [&] { return contextMenu(named<QAbstractItemView>(words[0]), rest.toInt()); }},
-        {"show", [&] { return shownText(argument.isEmpty() ? form() : named(argument)); }},
-        {"visible", [&] { return namesWith("visible"); }},
-        {"enabled", [&] { return namesWith("enabled"); }},
-    };
-    if (commands.count(command) == 0)
-        return questions.at(command)();
-    commands.at(command)();
-    return std::nullopt;
-}
-
-class ScenarioFiles : public ::testing::TestWithParam<std::filesystem::directory_entry>
+class ScenarioFiles : public ::testing::TestWithParam<std::string>
 {
 };
 
+} // namespace
+
 TEST_P(ScenarioFiles, Runs)
 {
-    const std::string text = readFile(GetParam().path());
-    EXPECT_EQ(Scenario(QString::fromStdString(text)).run().toStdString(), text);
+    Scenario(folder / (GetParam() + ".txt")).run();
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    , ScenarioFiles,
-    ::testing::ValuesIn(std::filesystem::directory_iterator(qEnvironmentVariable("SCENARIOS", SCENARIOS).toStdString()),
-                        std::filesystem::directory_iterator()),
-    [](const auto& file) { return file.param.path().stem().string(); });
+INSTANTIATE_TEST_SUITE_P(, ScenarioFiles, ::testing::ValuesIn(scenarios()),
+                         [](const auto& name) { return name.param; });

@@ -4,7 +4,9 @@
 #include "World.h"
 
 #include <QDir>
+#include <QProcessEnvironment>
 
+#include <algorithm>
 #include <chrono>
 #include <fstream>
 #include <sstream>
@@ -19,7 +21,15 @@ World::World()
     qputenv("XDG_RUNTIME_DIR", m_directory.path().toUtf8());
     qputenv("KYVISA_SCRIPT", m_directory.filePath("script").toUtf8());
     qputenv("KYVISA_LOG", m_directory.filePath("log").toUtf8());
+    for (const QString& name : QProcessEnvironment::systemEnvironment().keys())
+    {
+        if (name.startsWith("QT_"))
+            qunsetenv(name.toUtf8());
+    }
     qputenv("QT_QPA_PLATFORM", "offscreen");
+    qputenv("QT_STYLE_OVERRIDE", "fusion");
+    qputenv("LC_ALL", "C.UTF-8");
+    qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent");
     // No case may ask this machine's daemons. Those that have daemons of their own say so.
     if (!qEnvironmentVariableIsSet("DBUS_SYSTEM_BUS_ADDRESS"))
         qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent");
@@ -77,4 +87,17 @@ std::string takeVisaCalls()
     std::string calls = readFile(World::callLog());
     std::filesystem::remove(World::callLog());
     return calls;
+}
+
+std::string visaCallsAfter(const std::string& beginning)
+{
+    std::string calls = takeVisaCalls();
+    std::replace(calls.begin(), calls.end(), '\n', ';');
+    EXPECT_EQ(calls.substr(0, beginning.size()), beginning);
+    return calls.substr(std::min(calls.size(), beginning.size()));
+}
+
+std::ostream& operator<<(std::ostream& stream, const Row& row)
+{
+    return stream << row.name;
 }

@@ -6,7 +6,10 @@
 #include <QTemporaryDir>
 
 #include <filesystem>
+#include <ostream>
 #include <string>
+
+#include <gtest/gtest.h>
 
 /// The surroundings of a test case: a home, a working directory and a settings store of its own, the offscreen
 /// platform, and the scripted libkyvisa.so, which finds nothing until it is told. Every case runs in a process of its
@@ -41,3 +44,22 @@ void writeConfiguration(const std::string& lines);
 void scriptVisa(const std::string& lines);
 /// The calls that it has logged since it was asked last, as lines.
 std::string takeVisaCalls();
+/// takeVisaCalls() in one line, without the calls that every such action begins with. Their lack fails the case.
+std::string visaCallsAfter(const std::string& beginning);
+
+/// A row of a table of texts: a case that fails by its own name.
+struct Row
+{
+    const char* name;
+    std::string text;
+    std::string expected;
+};
+
+std::ostream& operator<<(std::ostream& stream, const Row& row);
+
+class Table : public ::testing::TestWithParam<Row>
+{
+};
+
+#define INSTANTIATE_TABLE(table, ...)                                                                                  \
+    INSTANTIATE_TEST_SUITE_P(, table, ::testing::Values(__VA_ARGS__), [](const auto& row) { return row.param.name; })

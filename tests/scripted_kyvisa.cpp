@@ -16,33 +16,40 @@
 
 #include "visa/visa.h"
 
-#include <array>
-#include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iomanip>
 #include <map>
 #include <mutex>
-#include <string>
 #include <thread>
 #include <vector>
 
 namespace
 {
 
-std::mutex mutex;
+std::recursive_mutex mutex;
 std::vector<std::string> resources;
 std::map<std::string, std::string> script;
 std::vector<std::string> found;
 std::size_t given = 0;
 ViObject lastHandle = VI_NULL;
 
-void log(const std::string& call, ViObject object, const std::string& arguments = {})
+/// A line of the log, and for its time the only call.
+class Call
 {
-    std::ofstream(std::getenv("KYVISA_LOG"), std::ios::app) << call << ' ' << object << arguments << '\n';
-}
+public:
+    template <typename... Arguments>
+    explicit Call(const Arguments&... arguments)
+    {
+        std::ofstream log(std::getenv("KYVISA_LOG"), std::ios::app);
+        (log << ... << arguments) << std::endl;
+    }
+
+private:
+    const std::lock_guard<std::recursive_mutex> m_lock{mutex};
+};
 
 int number(const std::string& key, int fallback)
 {
@@ -68,27 +75,23 @@ ViStatus viOpenDefaultRM(ViSession* resourceManager)
     const ViStatus status = number("open", VI_SUCCESS);
     if (status == VI_SUCCESS)
         *resourceManager = ++lastHandle;
-    log("viOpenDefaultRM", *resourceManager);
+    const Call call("viOpenDefaultRM ", *resourceManager);
     return status;
 }
 
 ViStatus viSetAttribute(ViObject object, ViAttr attribute, ViAttrState value)
 {
-    const std::lock_guard lock(mutex);
-    std::array<char, 64> arguments = {};
-    std::snprintf(arguments.data(), arguments.size(), " 0x%08X %lu", attribute, value);
-    log("viSetAttribute", object, arguments.data());
+    const Call call("viSetAttribute ", object, std::hex, std::uppercase, std::setfill('0'), " 0x", std::setw(8),
+                    attribute, std::dec, ' ', value);
     return VI_ERROR_NSUP_ATTR;
 }
 
 ViStatus viFindRsrc(ViSession resourceManager, ViConstString expression, ViFindList* list, ViUInt32* count,
                     ViChar* description)
 {
-    const std::lock_guard lock(mutex);
-    log("viFindRsrc", resourceManager, std::string(" ") + expression);
+    const Call call("viFindRsrc ", resourceManager, ' ', expression);
     while (script.count("gate") != 0 && !std::filesystem::exists(script["gate"]))
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
-
     std::this_thread::sleep_for(std::chrono::milliseconds(number("delay", 0)));
     found.clear();
     given = 0;
@@ -107,8 +110,7 @@ ViStatus viFindRsrc(ViSession resourceManager, ViConstString expression, ViFindL
 
 ViStatus viFindNext(ViFindList list, ViChar* description)
 {
-    const std::lock_guard lock(mutex);
-    log("viFindNext", list);
+    const Call call("viFindNext ", list);
     if (++given >= found.size())
         return VI_ERROR_RSRC_NFOUND;
     const ViStatus status = number("next" + std::to_string(given), VI_SUCCESS);
@@ -119,8 +121,7 @@ ViStatus viFindNext(ViFindList list, ViChar* description)
 
 ViStatus viParseRsrc(ViSession resourceManager, ViConstString name, ViUInt16* interfaceType, ViUInt16* interfaceNumber)
 {
-    const std::lock_guard lock(mutex);
-    log("viParseRsrc", resourceManager, std::string(" ") + name);
+    const Call call("viParseRsrc ", resourceManager, ' ', name);
     *interfaceType = VI_INTF_ASRL;
     *interfaceNumber = static_cast<ViUInt16>(std::atoi(name + std::strlen("ASRL")));
     return VI_SUCCESS;
@@ -128,7 +129,6 @@ ViStatus viParseRsrc(ViSession resourceManager, ViConstString name, ViUInt16* in
 
 ViStatus viClose(ViObject object)
 {
-    const std::lock_guard lock(mutex);
-    log("viClose", object);
+    const Call call("viClose ", object);
     return VI_SUCCESS;
 }
