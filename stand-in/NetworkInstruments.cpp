@@ -20,6 +20,9 @@
 #include <avahi-common/simple-watch.h>
 #include <net/if.h>
 
+namespace standin
+{
+
 namespace
 {
 
@@ -270,3 +273,5 @@ std::vector<std::string> networkInstrumentResources(const SearchSettings& settin
     }
     return findings->resourcesBy(deadline);
 }
+
+} // namespace standin

@@ -8,6 +8,9 @@
 
 #include <re2/re2.h>
 
+namespace standin
+{
+
 namespace
 {
 
@@ -57,3 +60,5 @@ std::optional<ParsedResource> parseResourceName(const std::string& name)
     }
     return std::nullopt;
 }
+
+} // namespace standin

@@ -8,6 +8,9 @@
 #include <optional>
 #include <string>
 
+namespace standin
+{
+
 /// What a resource name says.
 struct ParsedResource
 {
@@ -20,3 +23,5 @@ struct ParsedResource
 /// Takes a resource name apart, or gives nothing for a name that is no serial, TCP/IP or USB resource. Keywords may
 /// be in any letter case.
 [[nodiscard]] std::optional<ParsedResource> parseResourceName(const std::string& name);
+
+} // namespace standin

@@ -14,6 +14,9 @@
 
 #include <libudev.h>
 
+namespace standin
+{
+
 namespace
 {
 
@@ -111,3 +114,5 @@ std::vector<std::string> usbInstrumentResources()
     std::sort(resources.begin(), resources.end());
     return resources;
 }
+
+} // namespace standin

@@ -6,6 +6,9 @@
 #include <string>
 #include <vector>
 
+namespace standin
+{
+
 /// `USB0::0xVVVV::0xPPPP::serial::INSTR` for each USBTMC interface, with the interface number before INSTR where a
 /// device has several. No permission on the device is needed.
 ///
@@ -13,3 +16,5 @@
 /// and what is beyond 128 bytes are dropped. PORT- and the place where a device is plugged in stand there where it has
 /// none, and behind one that another device of the same model has as well.
 [[nodiscard]] std::vector<std::string> usbInstrumentResources();
+
+} // namespace standin
