@@ -4,7 +4,7 @@
 #
 # Sourced by run, test and the checks: installs missing Debian packages, says what it does.
 
-build_packages=(g++ cmake ninja-build pkg-config qtbase5-dev libudev-dev libre2-dev libavahi-client-dev)
+build_packages=(g++ cmake ninja-build pkg-config qtbase5-dev libudev-dev libre2-dev libsystemd-dev)
 # What a window needs that the libraries do not ask for themselves: a Wayland platform and a font.
 run_packages=(qtwayland5 fonts-dejavu-core)
 test_packages=(libgtest-dev libgmock-dev umockdev xvfb xauth xdotool openbox fonts-dejavu-core python3-pyvisa
