@@ -9,7 +9,8 @@ build_packages=(g++ cmake ninja-build pkg-config qtbase5-dev libudev-dev libre2-
 run_packages=(qtwayland5 fonts-dejavu-core)
 test_packages=(libgtest-dev libgmock-dev umockdev xvfb xauth xdotool openbox fonts-dejavu-core python3-pyvisa
     libavahi-core7 libdaemon0 libgdbm6 dbus-daemon dbus-bin iproute2)
-check_packages=(clang clang-tidy clang-format libclang-rt-14-dev shellcheck desktop-file-utils appstream)
+check_packages=(clang clang-tidy clang-format libclang-rt-14-dev shellcheck desktop-file-utils appstream
+    lintian dpkg-dev man-db)
 
 say() { printf '%s: %s\n' "${0##*/}" "$*"; }
 fail() {
