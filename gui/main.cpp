@@ -34,7 +34,7 @@ int main(int argc, char** argv)
     QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
     QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
     // Under Wayland a window gets its icon through its desktop file.
-    QGuiApplication::setDesktopFileName(QStringLiteral("com.kyvane_yollet.KyVisaConfigure"));
+    QGuiApplication::setDesktopFileName(QStringLiteral("com.kyvane_yollet.kyvisaconfigure"));
 
     const QApplication application(argc, argv);
     gui::MainWindow window;
