@@ -64,14 +64,6 @@ std::string read(const std::string& file)
     return result;
 }
 
-class FirstLine : public Table
-{
-};
-
-class Lines : public Table
-{
-};
-
 } // namespace
 
 TEST(Saving, FollowsLinksAndKeepsTheMode)
@@ -142,43 +134,39 @@ TEST(Saving, KeepsACopyOfWhatItCouldNotRead)
     EXPECT_THAT(filesIn("."), UnorderedElementsAre("visa.conf", "visa.conf.~1~", "visa.conf.~2~"));
 }
 
-TEST_P(FirstLine, SaysWhoseTheFileIs)
+TABLE(FirstLine, SaysWhoseTheFileIs, Row{"Empty", "", "not ours"},
+      Row{"VersionAlone", ":KyVisaConfigurationFileVersion01", "3996"},
+      Row{"CarriageReturn", ":KyVisaConfigurationFileVersion01\r\nR", "3996 [R]"},
+      Row{"OtherVersion", ":KyVisaConfigurationFileVersion02\nR", "not ours"},
+      Row{"ShortVersion", ":KyVisaConfigurationFileVersion0", "not ours"},
+      Row{"LeadingBlank", " :KyVisaConfigurationFileVersion01\nR", "not ours"},
+      Row{"ByteOrderMark", "\xef\xbb\xbf:KyVisaConfigurationFileVersion01\nR", "not ours"},
+      Row{"SecondLine", "\n:KyVisaConfigurationFileVersion01\nR", "not ours"})
 {
     writeFile("visa.conf", GetParam().text);
     EXPECT_EQ(read("visa.conf"), GetParam().expected);
 }
 
-INSTANTIATE_TABLE(FirstLine, Row{"Empty", "", "not ours"},
-                  Row{"VersionAlone", ":KyVisaConfigurationFileVersion01", "3996"},
-                  Row{"CarriageReturn", ":KyVisaConfigurationFileVersion01\r\nR", "3996 [R]"},
-                  Row{"OtherVersion", ":KyVisaConfigurationFileVersion02\nR", "not ours"},
-                  Row{"ShortVersion", ":KyVisaConfigurationFileVersion0", "not ours"},
-                  Row{"LeadingBlank", " :KyVisaConfigurationFileVersion01\nR", "not ours"},
-                  Row{"ByteOrderMark", "\xef\xbb\xbf:KyVisaConfigurationFileVersion01\nR", "not ours"},
-                  Row{"SecondLine", "\n:KyVisaConfigurationFileVersion01\nR", "not ours"});
+const std::string longLine(100000, 'x');
 
-TEST_P(Lines, AreRead)
+TABLE(Lines, AreRead, Row{"None", "", "3996"},
+      Row{"EveryKind", ":Provider=4086\n:SerialProperty[DeviceNo=1].Baudrate=1\nR1\nR2\nR1\nA=X",
+          "4086 [R1] [R2] [R1] [A=X]"},
+      Row{"SameAliasInOtherCase", "scope=A\nSCOPE=B", "3996 [SCOPE=B]"},
+      Row{"NothingIsTrimmed", "scope = X=y\n=Z\n R", "3996 [ R] [=Z] [SCOPE = X=y]"},
+      Row{"Skipped", "\n#no\n:no=1\nyes\r", "3996 [yes\r]"},
+      Row{"OnlyAsciiInCapitals", "\xe4z=\xe4", "3996 [\xe4Z=\xe4]"},
+      Row{"Long", longLine + "=" + longLine + "\n" + longLine,
+          "3996 [" + longLine + "] [" + std::string(100000, 'X') + "=" + longLine + "]"},
+      Row{"ProviderInAComment", "#:Provider=12", "12"}, Row{"ProviderInAnAlias", "a=:Provider= +13x", "13"},
+      Row{"ProviderInSixteenBits", ":Provider=70000", "4464"},
+      Row{"LastProvider", ":Provider=7\n:Provider=-1", "65535"},
+      Row{"ProviderNoNumber", "A=1\n:Provider=abc\nB=2", "3996 [A=1]"},
+      Row{"ProviderTooLarge", ":Provider=7\n:Provider=99999999999\nB=2", "7"})
 {
     writeFile("visa.conf", version + GetParam().text);
     EXPECT_EQ(read("visa.conf"), GetParam().expected);
 }
-
-const std::string longLine(100000, 'x');
-
-INSTANTIATE_TABLE(Lines, Row{"None", "", "3996"},
-                  Row{"EveryKind", ":Provider=4086\n:SerialProperty[DeviceNo=1].Baudrate=1\nR1\nR2\nR1\nA=X",
-                      "4086 [R1] [R2] [R1] [A=X]"},
-                  Row{"SameAliasInOtherCase", "scope=A\nSCOPE=B", "3996 [SCOPE=B]"},
-                  Row{"NothingIsTrimmed", "scope = X=y\n=Z\n R", "3996 [ R] [=Z] [SCOPE = X=y]"},
-                  Row{"Skipped", "\n#no\n:no=1\nyes\r", "3996 [yes\r]"},
-                  Row{"OnlyAsciiInCapitals", "\xe4z=\xe4", "3996 [\xe4Z=\xe4]"},
-                  Row{"Long", longLine + "=" + longLine + "\n" + longLine,
-                      "3996 [" + longLine + "] [" + std::string(100000, 'X') + "=" + longLine + "]"},
-                  Row{"ProviderInAComment", "#:Provider=12", "12"}, Row{"ProviderInAnAlias", "a=:Provider= +13x", "13"},
-                  Row{"ProviderInSixteenBits", ":Provider=70000", "4464"},
-                  Row{"LastProvider", ":Provider=7\n:Provider=-1", "65535"},
-                  Row{"ProviderNoNumber", "A=1\n:Provider=abc\nB=2", "3996 [A=1]"},
-                  Row{"ProviderTooLarge", ":Provider=7\n:Provider=99999999999\nB=2", "7"});
 
 TEST(Service, AnswersInAnyLetterCase)
 {

@@ -18,14 +18,6 @@ using KyVisa::SerialPropertiesMap;
 namespace
 {
 
-class GpibNumbers : public Table
-{
-};
-
-class SerialSearch : public Table
-{
-};
-
 /// The model's boards after the dialog with these boards was used and closed with OK.
 template <typename Use>
 GpibPropertiesMap boardsAfter(const GpibPropertiesMap& boards, const Use& use)
@@ -56,7 +48,9 @@ std::string texts(const QTreeWidget& tree)
 
 } // namespace
 
-TEST_P(GpibNumbers, FollowTheLargest)
+TABLE(GpibNumbers, FollowTheLargest, Row{"First", "", "0new "}, Row{"Gap", "0 5", "0 5 6new "},
+      Row{"LastIsTaken", "0 65535", "0 1new 65535 "}, Row{"LastAlone", "65535", "0new 65535 "},
+      Row{"LastIsReplaced", "65534 65535", "65534 65535new "})
 {
     GpibPropertiesMap boards;
     for (const QString& number : QString::fromStdString(GetParam().text).split(' ', Qt::SkipEmptyParts))
@@ -67,10 +61,6 @@ TEST_P(GpibNumbers, FollowTheLargest)
         numbers += std::to_string(number) + (board == KyVisa::SGpibProperties() ? "new " : " ");
     EXPECT_EQ(numbers, GetParam().expected);
 }
-
-INSTANTIATE_TABLE(GpibNumbers, Row{"First", "", "0new "}, Row{"Gap", "0 5", "0 5 6new "},
-                  Row{"LastIsTaken", "0 65535", "0 1new 65535 "}, Row{"LastAlone", "65535", "0new 65535 "},
-                  Row{"LastIsReplaced", "65534 65535", "65534 65535new "});
 
 TEST(GpibPage, TakesEditsAndResetsTheSecondaryAddress)
 {
@@ -105,7 +95,19 @@ TEST(GpibPage, RemovesTheSelectedBoard)
     EXPECT_EQ(left, (GpibPropertiesMap{{8, {}}}));
 }
 
-TEST_P(SerialSearch, StopsAtTheFirstStatus)
+const std::string onePort = "resource ASRL1::INSTR\nresource USB\n";
+const std::string twoPorts = "resource ASRL20::INSTR\nresource ASRL3::INSTR\n";
+const std::string bothCalls =
+    "viParseRsrc 1 ASRL20::INSTR;viFindNext 2;viParseRsrc 1 ASRL3::INSTR;viFindNext 2;viClose 2;viClose 1;";
+
+TABLE(SerialSearch, StopsAtTheFirstStatus, Row{"Two", twoPorts, bothCalls + " ASRL20::INSTR ASRL3::INSTR 20"},
+      Row{"None", "resource USB\n", "viClose 1; disabled"}, Row{"Error", onePort + "find -1\n", "viClose 1; disabled"},
+      Row{"Warning", twoPorts + "find 1\n", bothCalls + " ASRL20::INSTR ASRL3::INSTR 20"},
+      Row{"CountOfNone", onePort + "count 0\n", "viClose 2;viClose 1; disabled"},
+      Row{"CountTooLarge", onePort + "count 9\n",
+          "viParseRsrc 1 ASRL1::INSTR;viFindNext 2;viClose 2;viClose 1; ASRL1::INSTR 1"},
+      Row{"WarningForTheSecond", twoPorts + "next1 1\n",
+          "viParseRsrc 1 ASRL20::INSTR;viFindNext 2;viClose 2;viClose 1; ASRL20::INSTR 20"})
 {
     scriptVisa("handle 0\n" + GetParam().text);
     ConfigurationModel model(nullptr);
@@ -121,21 +123,6 @@ TEST_P(SerialSearch, StopsAtTheFirstStatus)
         result += " " + std::to_string(port.first);
     EXPECT_EQ(result, GetParam().expected);
 }
-
-const std::string onePort = "resource ASRL1::INSTR\nresource USB\n";
-const std::string twoPorts = "resource ASRL20::INSTR\nresource ASRL3::INSTR\n";
-const std::string bothCalls =
-    "viParseRsrc 1 ASRL20::INSTR;viFindNext 2;viParseRsrc 1 ASRL3::INSTR;viFindNext 2;viClose 2;viClose 1;";
-
-INSTANTIATE_TABLE(SerialSearch, Row{"Two", twoPorts, bothCalls + " ASRL20::INSTR ASRL3::INSTR 20"},
-                  Row{"None", "resource USB\n", "viClose 1; disabled"},
-                  Row{"Error", onePort + "find -1\n", "viClose 1; disabled"},
-                  Row{"Warning", twoPorts + "find 1\n", bothCalls + " ASRL20::INSTR ASRL3::INSTR 20"},
-                  Row{"CountOfNone", onePort + "count 0\n", "viClose 2;viClose 1; disabled"},
-                  Row{"CountTooLarge", onePort + "count 9\n",
-                      "viParseRsrc 1 ASRL1::INSTR;viFindNext 2;viClose 2;viClose 1; ASRL1::INSTR 1"},
-                  Row{"WarningForTheSecond", twoPorts + "next1 1\n",
-                      "viParseRsrc 1 ASRL20::INSTR;viFindNext 2;viClose 2;viClose 1; ASRL20::INSTR 20"});
 
 TEST(SerialPage, ShowsWhatItsListsDoNotHave)
 {
