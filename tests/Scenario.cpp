@@ -109,13 +109,8 @@ QString shown(const QWidget& widget)
     if (const auto* message = qobject_cast<const QMessageBox*>(&widget))
         return message->windowTitle() + ": " + message->text();
     if (widget.isWindow())
-        return QString("%1 %2x%3 at %4,%5%6")
-            .arg(widget.windowTitle())
-            .arg(widget.width())
-            .arg(widget.height())
-            .arg(widget.x())
-            .arg(widget.y())
-            .arg(widget.isMaximized() ? " maximised" : "");
+        return QString::asprintf("%s %dx%d at %d,%d%s", qPrintable(widget.windowTitle()), widget.width(),
+                                 widget.height(), widget.x(), widget.y(), widget.isMaximized() ? " maximised" : "");
     return widget.property(widget.inherits("QTabWidget") ? "currentIndex" : "text").toString();
 }
 

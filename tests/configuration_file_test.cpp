@@ -217,12 +217,12 @@ TEST(Service, HandsOutEveryAliasOnceWhateverTheOrderOfAsking)
     for (int number = 0; number < 500; ++number)
         pairs.emplace_back(std::to_string(number), "A" + std::to_string(number));
     store.setData(pairs);
-    std::vector<std::string> forward;
-    std::vector<std::string> backward;
-    for (std::size_t index = 0; index <= 501; ++index)
-        forward.push_back(resourceAt(index));
-    for (std::size_t index = 0; index <= 501; ++index)
-        backward.insert(backward.begin(), resourceAt(501 - index));
+    std::vector<std::string> forward(502);
+    std::vector<std::string> backward(502);
+    for (std::size_t index = 0; index < forward.size(); ++index)
+        forward[index] = resourceAt(index);
+    for (std::size_t index = backward.size(); index-- > 0;)
+        backward[index] = resourceAt(index);
     EXPECT_EQ(backward, forward);
     EXPECT_THAT(std::set<std::string>(forward.begin(), forward.end()), ::testing::SizeIs(502));
 
@@ -239,10 +239,9 @@ TEST(Service, ReloadsAfterASaveAndOnlyThenKnowsLowerCaseAliases)
 {
     ConfigurationFile& store = ConfigurationFile::getInstance();
     KyVisa::SSerialProperties properties = {1, 2, 3, 4, 5};
-    EXPECT_FALSE(store.getSerialProperties(1, properties));
-    EXPECT_EQ(properties, (KyVisa::SSerialProperties{1, 2, 3, 4, 5}));
-    KyVisa::SGpibProperties board;
-    EXPECT_FALSE(store.getGpibProperties(1, board));
+    KyVisa::SGpibProperties board = {1, 2, 3};
+    EXPECT_FALSE(store.getSerialProperties(1, properties) || store.getGpibProperties(1, board));
+    EXPECT_EQ(properties.baudRate + board.primaryAddress, 2U);
 
     writeConfiguration("CAME=later\n");
     store.setData({{"X", "scope"}, {"Y", "twice"}, {"Z", "twice"}, {"plain", ""}, {"plain", ""}});
@@ -256,8 +255,8 @@ TEST(Service, ReloadsAfterASaveAndOnlyThenKnowsLowerCaseAliases)
     EXPECT_EQ(store.m_aliases, (KyVisa::AliasMap{{"SCOPE", "X"}, {"TWICE", "Z"}}));
     EXPECT_THAT(store.m_resources, ElementsAre("plain", "plain"));
     EXPECT_TRUE(store.m_serialProperties.empty());
-    EXPECT_TRUE(store.getSerialProperties(1, properties));
-    EXPECT_EQ(properties, KyVisa::SSerialProperties());
+    EXPECT_TRUE(store.getSerialProperties(1, properties) && store.getGpibProperties(1, board));
+    EXPECT_TRUE(properties == KyVisa::SSerialProperties() && board == KyVisa::SGpibProperties());
 
     writeConfiguration(":Provider=8\n");
     EXPECT_EQ(ConfigurationFile::getInstance().m_provider, 8);
