@@ -109,13 +109,8 @@ QString shown(const QWidget& widget)
     if (const auto* message = qobject_cast<const QMessageBox*>(&widget))
         return message->windowTitle() + ": " + message->text();
     if (widget.isWindow())
-        return QString("%1 %2x%3 at %4,%5%6")
-            .arg(widget.windowTitle())
-            .arg(widget.width())
-            .arg(widget.height())
-            .arg(widget.x())
-            .arg(widget.y())
-            .arg(widget.isMaximized() ? " maximised" : "");
+        return QString::asprintf("%s %dx%d at %d,%d%s", qPrintable(widget.windowTitle()), widget.width(),
+                                 widget.height(), widget.x(), widget.y(), widget.isMaximized() ? " maximised" : "");
     return widget.property(widget.inherits("QTabWidget") ? "currentIndex" : "text").toString();
 }
 
@@ -196,10 +191,31 @@ QString contextMenu(QAbstractItemView& view, int y)
     return entries.join(' ');
 }
 
+bool isWaiting = false;
+
+/// Processes events; the next line of the scenario waits as well.
+void waitUntil(const std::function<bool()>& isReached, const char* failure)
+{
+    isWaiting = true;
+    const bool reached = QTest::qWaitFor(isReached, waitAtMost);
+    isWaiting = false;
+    require(reached, failure);
+}
+
+/// The first key goes to the widget, which gets the focus, and each later one to what has the focus by then.
+void pressKeys(const QStringList& words)
+{
+    form().activateWindow();
+    waitUntil([] { return form().isActiveWindow(); }, "the window does not become active");
+    named(words[1]).setFocus();
+    for (const QString& key : words.mid(2))
+        QTest::keyClick(form().focusWidget(), Qt::Key(QKeySequence(key)[0]));
+}
+
 void waitForSearch()
 {
     const auto hasEnded = [] { return readFile(World::callLog()).find("viClose") != std::string::npos; };
-    require(QTest::qWaitFor(hasEnded, waitAtMost), "no search has ended");
+    waitUntil(hasEnded, "no search has ended");
 }
 
 using Words = const QStringList&;
@@ -220,10 +236,14 @@ const std::map<QString, Command> commands = {
     {"searched", {"", [](Words) { waitForSearch(); }}},
     {"maximise", {"", [](Words) { form().showMaximized(); }}},
     {"stop", {"", [](Words) { form().close() ? mainWindow.reset() : void(); }}},
+    {"move", {"X Y", [](Words words) { form().move(number(words[1]), number(words[2])); }}},
+    {"remove", {"ROW", [](Words words) { named<QTableView>("resourceView").model()->removeRow(number(words[1])); }}},
+    {"dismiss", {"", [](Words) { dynamic_cast<QDialog&>(form()).done(0); }}},
     {"do", {"ACTION", [](Words words) { named<QAction>(words[1]).trigger(); }}},
     {"press", {"BUTTON", [](Words words) { button(words[1]).click(); }}},
     {"set", {"EDIT [TEXT]", [](Words words) { named<QLineEdit>(words[1]).setText(words.mid(2).join(' ')); }}},
     {"type", {"EDIT [TEXT]", [](Words words) { type(named<QLineEdit>(words[1]), words.mid(2).join(' ')); }}},
+    {"keys", {"WIDGET KEY...", pressKeys}},
     {"choose", {"WIDGET INDEX", [](Words words) { choose(named(words[1]), number(words[2])); }}},
     {"cell", {"ROW COLUMN [TEXT]", [](Words words) { QTest::keyClick(&editCell(words), Qt::Key_Return); }}},
     {"leaveOpen", {"ROW COLUMN [TEXT]", [](Words words) { editCell(words); }}},
@@ -287,7 +307,7 @@ void Scenario::step()
     // A command that opens a dialog returns when the dialog is closed: those in between run in the dialog's own loop.
     QTimer::singleShot(1, this, &Scenario::step);
     const QWidget* dialog = QApplication::activeModalWidget();
-    if (dialog == nullptr || dialog->cursor().shape() != Qt::WaitCursor)
+    if (!isWaiting && (dialog == nullptr || dialog->cursor().shape() != Qt::WaitCursor))
         runLine(++m_begun);
     else if (m_deadline.hasExpired())
         fail(m_begun, "error: the dialog does not stop waiting");

@@ -57,9 +57,12 @@ struct Row
 
 std::ostream& operator<<(std::ostream& stream, const Row& row);
 
-class Table : public ::testing::TestWithParam<Row>
-{
-};
+using Table = ::testing::TestWithParam<Row>;
 
-#define INSTANTIATE_TABLE(table, ...)                                                                                  \
-    INSTANTIATE_TEST_SUITE_P(, table, ::testing::Values(__VA_ARGS__), [](const auto& row) { return row.param.name; })
+/// TABLE(Suite, Test, Row{...}, ...) { the test of a row }
+#define TABLE(table, test, ...)                                                                                        \
+    class table : public Table                                                                                         \
+    {                                                                                                                  \
+    };                                                                                                                 \
+    INSTANTIATE_TEST_SUITE_P(, table, ::testing::Values(__VA_ARGS__), [](const auto& row) { return row.param.name; }); \
+    TEST_P(table, test)

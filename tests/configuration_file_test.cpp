@@ -53,53 +53,41 @@ std::string read(const std::string& file)
     return result;
 }
 
-class FirstLine : public Table
-{
-};
-
-class Lines : public Table
-{
-};
-
 } // namespace
 
-TEST_P(FirstLine, SaysWhoseTheFileIs)
+TABLE(FirstLine, SaysWhoseTheFileIs, Row{"Empty", "", "not ours"},
+      Row{"VersionAlone", ":KyVisaConfigurationFileVersion01", "3996"},
+      Row{"CarriageReturn", ":KyVisaConfigurationFileVersion01\r\nR", "3996 [R]"},
+      Row{"OtherVersion", ":KyVisaConfigurationFileVersion02\nR", "not ours"},
+      Row{"ShortVersion", ":KyVisaConfigurationFileVersion0", "not ours"},
+      Row{"LeadingBlank", " :KyVisaConfigurationFileVersion01\nR", "not ours"},
+      Row{"ByteOrderMark", "\xef\xbb\xbf:KyVisaConfigurationFileVersion01\nR", "not ours"},
+      Row{"SecondLine", "\n:KyVisaConfigurationFileVersion01\nR", "not ours"})
 {
     writeFile("visa.conf", GetParam().text);
     EXPECT_EQ(read("visa.conf"), GetParam().expected);
 }
 
-INSTANTIATE_TABLE(FirstLine, Row{"Empty", "", "not ours"},
-                  Row{"VersionAlone", ":KyVisaConfigurationFileVersion01", "3996"},
-                  Row{"CarriageReturn", ":KyVisaConfigurationFileVersion01\r\nR", "3996 [R]"},
-                  Row{"OtherVersion", ":KyVisaConfigurationFileVersion02\nR", "not ours"},
-                  Row{"ShortVersion", ":KyVisaConfigurationFileVersion0", "not ours"},
-                  Row{"LeadingBlank", " :KyVisaConfigurationFileVersion01\nR", "not ours"},
-                  Row{"ByteOrderMark", "\xef\xbb\xbf:KyVisaConfigurationFileVersion01\nR", "not ours"},
-                  Row{"SecondLine", "\n:KyVisaConfigurationFileVersion01\nR", "not ours"});
+const std::string longLine(100000, 'x');
 
-TEST_P(Lines, AreRead)
+TABLE(Lines, AreRead, Row{"None", "", "3996"},
+      Row{"EveryKind", ":Provider=4086\n:SerialProperty[DeviceNo=1].Baudrate=1\nR1\nR2\nR1\nA=X",
+          "4086 [R1] [R2] [R1] [A=X]"},
+      Row{"SameAliasInOtherCase", "scope=A\nSCOPE=B", "3996 [SCOPE=B]"},
+      Row{"NothingIsTrimmed", "scope = X=y\n=Z\n R", "3996 [ R] [=Z] [SCOPE = X=y]"},
+      Row{"Skipped", "\n#no\n:no=1\nyes\r", "3996 [yes\r]"},
+      Row{"OnlyAsciiInCapitals", "\xe4z=\xe4", "3996 [\xe4Z=\xe4]"},
+      Row{"Long", longLine + "=" + longLine + "\n" + longLine,
+          "3996 [" + longLine + "] [" + std::string(100000, 'X') + "=" + longLine + "]"},
+      Row{"ProviderInAComment", "#:Provider=12", "12"}, Row{"ProviderInAnAlias", "a=:Provider= +13x", "13"},
+      Row{"ProviderInSixteenBits", ":Provider=70000", "4464"},
+      Row{"LastProvider", ":Provider=7\n:Provider=-1", "65535"},
+      Row{"ProviderNoNumber", "A=1\n:Provider=abc\nB=2", "3996 [A=1]"},
+      Row{"ProviderTooLarge", ":Provider=7\n:Provider=99999999999\nB=2", "7"})
 {
     writeFile("visa.conf", version + GetParam().text);
     EXPECT_EQ(read("visa.conf"), GetParam().expected);
 }
-
-const std::string longLine(100000, 'x');
-
-INSTANTIATE_TABLE(Lines, Row{"None", "", "3996"},
-                  Row{"EveryKind", ":Provider=4086\n:SerialProperty[DeviceNo=1].Baudrate=1\nR1\nR2\nR1\nA=X",
-                      "4086 [R1] [R2] [R1] [A=X]"},
-                  Row{"SameAliasInOtherCase", "scope=A\nSCOPE=B", "3996 [SCOPE=B]"},
-                  Row{"NothingIsTrimmed", "scope = X=y\n=Z\n R", "3996 [ R] [=Z] [SCOPE = X=y]"},
-                  Row{"Skipped", "\n#no\n:no=1\nyes\r", "3996 [yes\r]"},
-                  Row{"OnlyAsciiInCapitals", "\xe4z=\xe4", "3996 [\xe4Z=\xe4]"},
-                  Row{"Long", longLine + "=" + longLine + "\n" + longLine,
-                      "3996 [" + longLine + "] [" + std::string(100000, 'X') + "=" + longLine + "]"},
-                  Row{"ProviderInAComment", "#:Provider=12", "12"}, Row{"ProviderInAnAlias", "a=:Provider= +13x", "13"},
-                  Row{"ProviderInSixteenBits", ":Provider=70000", "4464"},
-                  Row{"LastProvider", ":Provider=7\n:Provider=-1", "65535"},
-                  Row{"ProviderNoNumber", "A=1\n:Provider=abc\nB=2", "3996 [A=1]"},
-                  Row{"ProviderTooLarge", ":Provider=7\n:Provider=99999999999\nB=2", "7"});
 
 TEST(Service, AnswersInAnyLetterCase)
 {
@@ -150,12 +138,12 @@ TEST(Service, HandsOutEveryAliasOnceWhateverTheOrderOfAsking)
     for (int number = 0; number < 500; ++number)
         pairs.emplace_back(std::to_string(number), "A" + std::to_string(number));
     store.setData(pairs);
-    std::vector<std::string> forward;
-    std::vector<std::string> backward;
-    for (std::size_t index = 0; index <= 501; ++index)
-        forward.push_back(resourceAt(index));
-    for (std::size_t index = 0; index <= 501; ++index)
-        backward.insert(backward.begin(), resourceAt(501 - index));
+    std::vector<std::string> forward(502);
+    std::vector<std::string> backward(502);
+    for (std::size_t index = 0; index < forward.size(); ++index)
+        forward[index] = resourceAt(index);
+    for (std::size_t index = backward.size(); index-- > 0;)
+        backward[index] = resourceAt(index);
     EXPECT_EQ(backward, forward);
     EXPECT_THAT(std::set<std::string>(forward.begin(), forward.end()), ::testing::SizeIs(502));
 
@@ -172,10 +160,9 @@ TEST(Service, ReloadsAfterASaveAndOnlyThenKnowsLowerCaseAliases)
 {
     ConfigurationFile& store = ConfigurationFile::getInstance();
     KyVisa::SSerialProperties properties = {1, 2, 3, 4, 5};
-    EXPECT_FALSE(store.getSerialProperties(1, properties));
-    EXPECT_EQ(properties, (KyVisa::SSerialProperties{1, 2, 3, 4, 5}));
-    KyVisa::SGpibProperties board;
-    EXPECT_FALSE(store.getGpibProperties(1, board));
+    KyVisa::SGpibProperties board = {1, 2, 3};
+    EXPECT_FALSE(store.getSerialProperties(1, properties) || store.getGpibProperties(1, board));
+    EXPECT_EQ(properties.baudRate + board.primaryAddress, 2U);
 
     writeConfiguration("CAME=later\n");
     store.setData({{"X", "scope"}, {"Y", "twice"}, {"Z", "twice"}, {"plain", ""}, {"plain", ""}});
@@ -189,8 +176,8 @@ TEST(Service, ReloadsAfterASaveAndOnlyThenKnowsLowerCaseAliases)
     EXPECT_EQ(store.m_aliases, (KyVisa::AliasMap{{"SCOPE", "X"}, {"TWICE", "Z"}}));
     EXPECT_THAT(store.m_resources, ElementsAre("plain", "plain"));
     EXPECT_TRUE(store.m_serialProperties.empty());
-    EXPECT_TRUE(store.getSerialProperties(1, properties));
-    EXPECT_EQ(properties, KyVisa::SSerialProperties());
+    EXPECT_TRUE(store.getSerialProperties(1, properties) && store.getGpibProperties(1, board));
+    EXPECT_TRUE(properties == KyVisa::SSerialProperties() && board == KyVisa::SGpibProperties());
 
     writeConfiguration(":Provider=8\n");
     EXPECT_EQ(ConfigurationFile::getInstance().m_provider, 8);

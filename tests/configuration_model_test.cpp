@@ -43,5 +43,23 @@ TEST(Model, SignalsItsRowsOneBeyondTheLast)
     model.setResource("X");
     model.loaddata();
     EXPECT_EQ(log, "dirty0-0 ");
-    EXPECT_EQ(model.headerData(0, Qt::Vertical, Qt::DisplayRole), QVariant());
+}
+
+TEST(Model, LabelsItsColumnsAndNotItsRows)
+{
+    const ConfigurationModel model(nullptr);
+    EXPECT_EQ(model.headerData(0, Qt::Horizontal), "Resource identifier");
+    EXPECT_EQ(model.headerData(1, Qt::Horizontal), "Alias");
+    EXPECT_EQ(model.headerData(0, Qt::Vertical), QVariant());
+    EXPECT_EQ(model.headerData(0, Qt::Horizontal, Qt::ToolTipRole), QVariant());
+}
+
+TEST(Model, KeepsEveryByteOfAFile)
+{
+    writeConfiguration("R\xe4=\xfc\n");
+    ConfigurationModel model(nullptr);
+    model.add(QString::fromLatin1("\xf6"), QString::fromLatin1("\xe4"));
+    model.save();
+    EXPECT_NE(readFile(World::configurationFile()).find("\nR\xe4=\xfc\n"), std::string::npos);
+    EXPECT_NE(readFile(World::configurationFile()).find("\n\xe4=\xf6\n"), std::string::npos);
 }

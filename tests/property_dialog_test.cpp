@@ -6,6 +6,7 @@
 #include "gui/GpibBoards.h"
 #include "gui/PropertyDialog.h"
 
+#include <QAction>
 #include <QComboBox>
 #include <QTreeWidget>
 
@@ -17,27 +18,6 @@ using KyVisa::SerialPropertiesMap;
 
 namespace
 {
-
-class GpibNumbers : public Table
-{
-};
-
-class SerialSearch : public Table
-{
-};
-
-/// The model's boards after the dialog with these boards was used and closed with OK.
-template <typename Use>
-GpibPropertiesMap boardsAfter(const GpibPropertiesMap& boards, const Use& use)
-{
-    ConfigurationModel model(nullptr);
-    model.m_gpibProperties = boards;
-    PropertyDialog dialog(model, nullptr);
-    use(dialog, *dialog.findChild<QTreeWidget*>());
-    EXPECT_EQ(model.m_gpibProperties, boards);
-    dialog.accept();
-    return model.m_gpibProperties;
-}
 
 QTreeWidgetItem& row(const QTreeWidget& tree, int board)
 {
@@ -56,7 +36,9 @@ std::string texts(const QTreeWidget& tree)
 
 } // namespace
 
-TEST_P(GpibNumbers, FollowTheLargest)
+TABLE(GpibNumbers, FollowTheLargest, Row{"First", "", "0new "}, Row{"Gap", "0 5", "0 5 6new "},
+      Row{"LastIsTaken", "0 65535", "0 1new 65535 "}, Row{"LastAlone", "65535", "0new 65535 "},
+      Row{"LastIsReplaced", "65534 65535", "65534 65535new "})
 {
     GpibPropertiesMap boards;
     for (const QString& number : QString::fromStdString(GetParam().text).split(' ', Qt::SkipEmptyParts))
@@ -68,44 +50,48 @@ TEST_P(GpibNumbers, FollowTheLargest)
     EXPECT_EQ(numbers, GetParam().expected);
 }
 
-INSTANTIATE_TABLE(GpibNumbers, Row{"First", "", "0new "}, Row{"Gap", "0 5", "0 5 6new "},
-                  Row{"LastIsTaken", "0 65535", "0 1new 65535 "}, Row{"LastAlone", "65535", "0new 65535 "},
-                  Row{"LastIsReplaced", "65534 65535", "65534 65535new "});
-
 TEST(GpibPage, TakesEditsAndResetsTheSecondaryAddress)
 {
+    ConfigurationModel model(nullptr);
     const GpibPropertiesMap boards = {{1, {9, 3, 0}}, {3, {0, 4, 1}}, {8, {8, 4, 2}}};
-    const auto edited = boardsAfter(boards, [](PropertyDialog& dialog, QTreeWidget& tree) {
-        const std::string before = "Device 1: 1 9 0; Device 3: 3 0 2; Device 8: 8 8 0; ";
-        EXPECT_EQ(texts(tree), before);
-        row(tree, 0).setText(1, "abc");
-        row(tree, 0).setText(0, "7x");
-        tree.topLevelItem(1)->setText(0, "Device");
-        EXPECT_EQ(texts(tree), before);
-        row(tree, 2).setText(1, "-1");
-        row(tree, 1).setCheckState(2, Qt::Unchecked);
-        row(tree, 0).setText(0, "65539");
-        EXPECT_EQ(texts(tree), "Device 3: 3 9 0; Device 8: 8 65535 0; ");
-        dialog.removeDevice();
-        dialog.addDevice();
-        EXPECT_EQ(texts(tree), "Device 3: 3 9 0; Device 8: 8 65535 0; Device 9: 9 0 2; ");
-    });
-    EXPECT_EQ(edited, (GpibPropertiesMap{{3, {9, 65535, 0}}, {8, {65535, 65535, 0}}, {9, {}}}));
+    model.m_gpibProperties = boards;
+    PropertyDialog dialog(model, nullptr);
+    auto& tree = *dialog.findChild<QTreeWidget*>();
+    const std::string before = "Device 1: 1 9 0; Device 3: 3 0 2; Device 8: 8 8 0; ";
+    EXPECT_EQ(texts(tree), before);
+    row(tree, 0).setText(1, "abc");
+    row(tree, 0).setText(0, "7x");
+    tree.topLevelItem(1)->setText(0, "Device");
+    dialog.removeDevice();
+    EXPECT_EQ(texts(tree), before);
+    row(tree, 2).setText(1, "-1");
+    row(tree, 1).setCheckState(2, Qt::Unchecked);
+    dialog.findChild<QAction*>("actionAdd_Device")->trigger();
+    EXPECT_EQ(texts(tree), "Device 1: 1 9 0; Device 3: 3 0 0; Device 8: 8 65535 0; Device 9: 9 0 2; ");
+    row(tree, 0).setText(0, "65539");
+    EXPECT_EQ(texts(tree), "Device 3: 3 9 0; Device 8: 8 65535 0; Device 9: 9 0 2; ");
+    tree.setCurrentItem(&row(tree, 1));
+    dialog.findChild<QAction*>("actionRemove_Device")->trigger();
+    EXPECT_TRUE(row(tree, 1).flags() & Qt::ItemIsEditable);
+    EXPECT_EQ(model.m_gpibProperties, boards);
+    dialog.accept();
+    EXPECT_EQ(model.m_gpibProperties, (GpibPropertiesMap{{3, {9, 65535, 0}}, {9, {}}}));
+    EXPECT_TRUE(model.isDirty());
 }
 
-TEST(GpibPage, RemovesTheSelectedBoard)
-{
-    const GpibPropertiesMap boards = {{1, {}}, {3, {}}, {8, {}}};
-    const auto left = boardsAfter(boards, [](PropertyDialog& dialog, QTreeWidget& tree) {
-        tree.setCurrentItem(&row(tree, 1));
-        dialog.removeDevice();
-        tree.setCurrentItem(tree.topLevelItem(0));
-        dialog.removeDevice();
-    });
-    EXPECT_EQ(left, (GpibPropertiesMap{{8, {}}}));
-}
+const std::string onePort = "resource ASRL1::INSTR\nresource USB\n";
+const std::string twoPorts = "resource ASRL20::INSTR\nresource ASRL3::INSTR\n";
+const std::string bothCalls =
+    "viParseRsrc 1 ASRL20::INSTR;viFindNext 2;viParseRsrc 1 ASRL3::INSTR;viFindNext 2;viClose 2;viClose 1;";
 
-TEST_P(SerialSearch, StopsAtTheFirstStatus)
+TABLE(SerialSearch, StopsAtTheFirstStatus, Row{"Two", twoPorts, bothCalls + " ASRL20::INSTR ASRL3::INSTR 20"},
+      Row{"None", "resource USB\n", "viClose 1; disabled"}, Row{"Error", onePort + "find -1\n", "viClose 1; disabled"},
+      Row{"Warning", twoPorts + "find 1\n", bothCalls + " ASRL20::INSTR ASRL3::INSTR 20"},
+      Row{"CountOfNone", onePort + "count 0\n", "viClose 2;viClose 1; disabled"},
+      Row{"CountTooLarge", onePort + "count 9\n",
+          "viParseRsrc 1 ASRL1::INSTR;viFindNext 2;viClose 2;viClose 1; ASRL1::INSTR 1"},
+      Row{"WarningForTheSecond", twoPorts + "next1 1\n",
+          "viParseRsrc 1 ASRL20::INSTR;viFindNext 2;viClose 2;viClose 1; ASRL20::INSTR 20"})
 {
     scriptVisa("handle 0\n" + GetParam().text);
     ConfigurationModel model(nullptr);
@@ -121,21 +107,6 @@ TEST_P(SerialSearch, StopsAtTheFirstStatus)
         result += " " + std::to_string(port.first);
     EXPECT_EQ(result, GetParam().expected);
 }
-
-const std::string onePort = "resource ASRL1::INSTR\nresource USB\n";
-const std::string twoPorts = "resource ASRL20::INSTR\nresource ASRL3::INSTR\n";
-const std::string bothCalls =
-    "viParseRsrc 1 ASRL20::INSTR;viFindNext 2;viParseRsrc 1 ASRL3::INSTR;viFindNext 2;viClose 2;viClose 1;";
-
-INSTANTIATE_TABLE(SerialSearch, Row{"Two", twoPorts, bothCalls + " ASRL20::INSTR ASRL3::INSTR 20"},
-                  Row{"None", "resource USB\n", "viClose 1; disabled"},
-                  Row{"Error", onePort + "find -1\n", "viClose 1; disabled"},
-                  Row{"Warning", twoPorts + "find 1\n", bothCalls + " ASRL20::INSTR ASRL3::INSTR 20"},
-                  Row{"CountOfNone", onePort + "count 0\n", "viClose 2;viClose 1; disabled"},
-                  Row{"CountTooLarge", onePort + "count 9\n",
-                      "viParseRsrc 1 ASRL1::INSTR;viFindNext 2;viClose 2;viClose 1; ASRL1::INSTR 1"},
-                  Row{"WarningForTheSecond", twoPorts + "next1 1\n",
-                      "viParseRsrc 1 ASRL20::INSTR;viFindNext 2;viClose 2;viClose 1; ASRL20::INSTR 20"});
 
 TEST(SerialPage, ShowsWhatItsListsDoNotHave)
 {

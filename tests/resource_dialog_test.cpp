@@ -64,39 +64,38 @@ protected:
     }
 };
 
-class ResourceSearches : public Table
-{
-};
-
-class ResourceString : public Table
-{
-};
-
 } // namespace
 
-TEST_P(ResourceString, IsComposed)
+// Interface, board, host, device, port, vendor, product, serial number.
+TABLE(ResourceString, IsComposed, Row{"Vxi11", "0| 1 | h | 2 | 3 | v | p | s ", "TCPIP1::h::inst2::INSTR"},
+      Row{"Vxi11Empty", "0|||||||", "TCPIP::::inst::INSTR"},
+      Row{"HiSlip", "1| 1 | h | 2 | 3 | v | p | s ", "TCPIP1::h::hislip2, 3 ::INSTR"},
+      Row{"HiSlipDefaultPort", "1|1|h|2|4880|||", "TCPIP1::h::hislip2::INSTR"},
+      Row{"HiSlipBlankPort", "1|1|h|2| 4880|||", "TCPIP1::h::hislip2, 4880::INSTR"},
+      Row{"HiSlipEmpty", "1|||||||", "TCPIP::::hislip::INSTR"},
+      Row{"Socket", "2| 1 | h | 2 | 3 | v | p | s ", "TCPIP1::h::3::SOCKET"},
+      Row{"SocketEmpty", "2||||  |||", "TCPIP::::SOCKET"}, Row{"Kyib", "3| 1 | h | 2 | 3 | v | p | s ", "KYIB::h"},
+      Row{"Usb", "4| 1 | h | 2 | 3 | v | p | s ", "USB1::v::p::s::INSTR"},
+      Row{"UsbEmpty", "4|||||||", "USB::::::::INSTR"}, Row{"Serial", "5| 1 | h | 2 | 3 | v | p | s ", "ASRL1::INSTR"},
+      Row{"Gpib", "6|1|h|2|3|v|p|s", ""}, Row{"None", "-1|1|h|2|3|v|p|s", ""})
 {
     const QStringList part = QString::fromStdString(GetParam().text).split('|');
     const gui::ResourceParts parts = {part[1], part[2], part[3], part[4], part[5], part[6], part[7]};
     EXPECT_EQ(gui::composeResourceString(part[0].toInt(), parts).toStdString(), GetParam().expected);
 }
 
-// Interface, board, host, device, port, vendor, product, serial number.
-INSTANTIATE_TABLE(ResourceString, Row{"Vxi11", "0| 1 | h | 2 | 3 | v | p | s ", "TCPIP1::h::inst2::INSTR"},
-                  Row{"Vxi11Empty", "0|||||||", "TCPIP::::inst::INSTR"},
-                  Row{"HiSlip", "1| 1 | h | 2 | 3 | v | p | s ", "TCPIP1::h::hislip2, 3 ::INSTR"},
-                  Row{"HiSlipDefaultPort", "1|1|h|2|4880|||", "TCPIP1::h::hislip2::INSTR"},
-                  Row{"HiSlipBlankPort", "1|1|h|2| 4880|||", "TCPIP1::h::hislip2, 4880::INSTR"},
-                  Row{"HiSlipEmpty", "1|||||||", "TCPIP::::hislip::INSTR"},
-                  Row{"Socket", "2| 1 | h | 2 | 3 | v | p | s ", "TCPIP1::h::3::SOCKET"},
-                  Row{"SocketEmpty", "2||||  |||", "TCPIP::::SOCKET"},
-                  Row{"Kyib", "3| 1 | h | 2 | 3 | v | p | s ", "KYIB::h"},
-                  Row{"Usb", "4| 1 | h | 2 | 3 | v | p | s ", "USB1::v::p::s::INSTR"},
-                  Row{"UsbEmpty", "4|||||||", "USB::::::::INSTR"},
-                  Row{"Serial", "5| 1 | h | 2 | 3 | v | p | s ", "ASRL1::INSTR"}, Row{"Gpib", "6|1|h|2|3|v|p|s", ""},
-                  Row{"None", "-1|1|h|2|3|v|p|s", ""});
+const std::string three = "resource b\nresource A\nresource C\n";
+const std::string closed = "viClose 2;viClose 1;";
+const std::string next = "viFindNext 2;";
 
-TEST_P(ResourceSearches, KeepsWhatCanBeRead)
+TABLE(ResourceSearches, KeepsWhatCanBeRead, Row{"Sorted", three, "A C b " + next + next + closed},
+      Row{"Twice", "resource Z\nresource \xc3\xbc\nresource Z\n", "Z Z \xc3\xbc " + next + next + closed},
+      Row{"Nothing", "", "viClose 1;"}, Row{"Warning", three + "find 1\n", "viClose 1;"},
+      Row{"Error", three + "find -1\n", "viClose 1;"}, Row{"CountOfNone", three + "count 0\n", "viClose 1;"},
+      Row{"CountTooSmall", three + "count 2\n", "A b " + next + closed},
+      Row{"CountTooLarge", three + "count 5\n", "A C b " + next + next + next + next + closed},
+      Row{"EntryWarns", three + "next1 1\n", "C b " + next + next + closed},
+      Row{"EntryFails", three + "next1 -1\n", "C b " + next + next + closed})
 {
     scriptVisa("handle 0\n" + GetParam().text);
     takeVisaCalls();
@@ -105,20 +104,6 @@ TEST_P(ResourceSearches, KeepsWhatCanBeRead)
                                              "viSetAttribute 1 0x0F9C0001 1000;viFindRsrc 1 ?*;");
     EXPECT_EQ(listed(ResourceDialog(nullptr)) + calls, GetParam().expected);
 }
-
-const std::string three = "resource b\nresource A\nresource C\n";
-const std::string closed = "viClose 2;viClose 1;";
-const std::string next = "viFindNext 2;";
-
-INSTANTIATE_TABLE(ResourceSearches, Row{"Sorted", three, "A C b " + next + next + closed},
-                  Row{"Twice", "resource Z\nresource \xc3\xbc\nresource Z\n", "Z Z \xc3\xbc " + next + next + closed},
-                  Row{"Nothing", "", "viClose 1;"}, Row{"Warning", three + "find 1\n", "viClose 1;"},
-                  Row{"Error", three + "find -1\n", "viClose 1;"},
-                  Row{"CountOfNone", three + "count 0\n", "viClose 1;"},
-                  Row{"CountTooSmall", three + "count 2\n", "A b " + next + closed},
-                  Row{"CountTooLarge", three + "count 5\n", "A C b " + next + next + next + next + closed},
-                  Row{"EntryWarns", three + "next1 1\n", "C b " + next + next + closed},
-                  Row{"EntryFails", three + "next1 -1\n", "C b " + next + next + closed});
 
 TEST(ResourceSearch, GoesOnWithoutASession)
 {
