@@ -164,6 +164,14 @@ QLineEdit& editCell(const QStringList& words)
     return editor;
 }
 
+QString textOfEditor(const QStringList& words)
+{
+    QLineEdit& editor = openEditor(words);
+    const QString text = editor.text();
+    QTest::keyClick(&editor, Qt::Key_Escape);
+    return text;
+}
+
 void doubleClick(QAbstractItemView& list, int row)
 {
     const QPoint place = list.visualRect(list.model()->index(row, 0)).center();
@@ -252,7 +260,7 @@ const std::map<QString, Command> commands = {
     {"settings", {"", nullptr, [](Words) { return inOneLine(readFile(World::settingsFile())); }}},
     {"calls", {"", nullptr, [](Words) { return inOneLine(takeVisaCalls()); }}},
     {"saved", {"", nullptr, [](Words) { return inOneLine(readFile(World::configurationFile())); }}},
-    {"editor", {"ROW COLUMN", nullptr, [](Words words) { return openEditor(words).text(); }}},
+    {"editor", {"ROW COLUMN", nullptr, textOfEditor}},
     {"menu",
      {"VIEW Y", nullptr,
       [](Words words) { return contextMenu(named<QAbstractItemView>(words[1]), number(words[2])); }}},

@@ -11,6 +11,16 @@
 #include <fstream>
 #include <sstream>
 
+namespace
+{
+
+/// One family, whatever else is installed: the sizes of windows follow from it.
+const char* const fonts =
+    "<fontconfig><dir>/usr/share/fonts/truetype/dejavu</dir><cachedir prefix='xdg'>fonts</cachedir><match>"
+    "<edit name='family' mode='assign' binding='strong'><string>DejaVu Sans</string></edit></match></fontconfig>";
+
+} // namespace
+
 World::World()
 {
     for (const char* folder : {"home", "work", "settings"})
@@ -18,6 +28,7 @@ World::World()
     QDir::setCurrent(m_directory.filePath("work"));
     qputenv("HOME", m_directory.filePath("home").toUtf8());
     qputenv("XDG_CONFIG_HOME", m_directory.filePath("settings").toUtf8());
+    qputenv("XDG_CACHE_HOME", m_directory.filePath("home").toUtf8());
     qputenv("XDG_RUNTIME_DIR", m_directory.path().toUtf8());
     qputenv("KYVISA_SCRIPT", m_directory.filePath("script").toUtf8());
     qputenv("KYVISA_LOG", m_directory.filePath("log").toUtf8());
@@ -29,7 +40,8 @@ World::World()
     qputenv("QT_QPA_PLATFORM", "offscreen");
     qputenv("QT_STYLE_OVERRIDE", "fusion");
     qputenv("LC_ALL", "C.UTF-8");
-    qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent");
+    qputenv("FONTCONFIG_FILE", m_directory.filePath("fonts").toUtf8());
+    writeFile(m_directory.filePath("fonts").toStdString(), fonts);
     // No case may ask this machine's daemons. Those that have daemons of their own say so.
     if (!qEnvironmentVariableIsSet("DBUS_SYSTEM_BUS_ADDRESS"))
         qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent");

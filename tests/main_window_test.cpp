@@ -5,6 +5,7 @@
 #include "gui/MainWindow.h"
 
 #include <QAction>
+#include <QHeaderView>
 #include <QLineEdit>
 #include <QStyledItemDelegate>
 #include <QTableView>
@@ -42,6 +43,7 @@ TEST(MainWindow, ShowsTheBeginningOfALongTextAndEditsAllOfIt)
     writeConfiguration(longer.toStdString());
     gui::MainWindow window;
     auto* view = window.findChild<QTableView*>();
+    EXPECT_TRUE(view->horizontalHeader()->stretchLastSection());
     const auto* delegate = qobject_cast<QStyledItemDelegate*>(view->itemDelegate());
     EXPECT_EQ(delegate->displayText(longest, QLocale()), longest);
     EXPECT_EQ(delegate->displayText(longer, QLocale()), longest + QChar(0x2026));

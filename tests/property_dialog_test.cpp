@@ -59,6 +59,8 @@ TEST(GpibPage, TakesEditsAndResetsTheSecondaryAddress)
     auto& tree = *dialog.findChild<QTreeWidget*>();
     const std::string before = "Device 1: 1 9 0; Device 3: 3 0 2; Device 8: 8 8 0; ";
     EXPECT_EQ(texts(tree), before);
+    EXPECT_EQ(tree.headerItem()->text(1), "Primary Address");
+    EXPECT_FALSE(tree.isHeaderHidden());
     row(tree, 0).setText(1, "abc");
     row(tree, 0).setText(0, "7x");
     tree.topLevelItem(1)->setText(0, "Device");

@@ -40,7 +40,8 @@ std::thread searchInBackground()
     scriptVisa("resource B\nresource A\ngate " + std::filesystem::absolute("gate").string() + "\n");
     takeVisaCalls();
     std::thread thread([] { ResourceDialog::updateResourceList(); });
-    EXPECT_TRUE(QTest::qWaitFor([] { return readFile(World::callLog()).find("viFindRsrc") != std::string::npos; }));
+    const auto hasBegun = [] { return readFile(World::callLog()).find("viFindRsrc") != std::string::npos; };
+    EXPECT_TRUE(QTest::qWaitFor(hasBegun, 30000));
     return thread;
 }
 
