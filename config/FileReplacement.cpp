@@ -28,9 +28,9 @@ namespace
 
 constexpr int maximumLinkDepth = 40; // as the kernel has it
 constexpr int maximumAttempts = 10;
-constexpr int maximumLockAttempts = 100;
-constexpr useconds_t lockPause = 1000;
-constexpr mode_t newFileMode = 0666; // before the umask
+constexpr int maximumLockAttempts = 20;
+constexpr useconds_t lockPause = 1000; // microseconds; removing left-over files takes less
+constexpr mode_t newFileMode = 0666;   // before the umask
 constexpr mode_t privateMode = 0600;
 constexpr mode_t ownerOnly = 0700;
 constexpr std::size_t smallestBlock = 4096;
