@@ -185,6 +185,7 @@ bool fail(Kind kind, const std::string& old, long call)
                 (statusOf("visa.conf").st_mode == 0604U && statusOf("visa.conf").st_uid == statusOf(".").st_uid));
     trial(-1);
     EXPECT_EQ(readFile("visa.conf"), replaced);
+    EXPECT_EQ(readFile(kind == HardLinks ? "../link" : "visa.conf"), replaced);
     EXPECT_THAT(files(), Each(StartsWith("visa.conf")));
     return reached;
 }
