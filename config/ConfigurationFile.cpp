@@ -60,7 +60,7 @@ bool createDirectoriesFor(const std::string& path)
 ConfigurationFile::ConfigurationFile() : m_fileName(searchConfigFile(false))
 {
     load();
-    m_known = m_loaded;
+    noteLoaded();
 }
 
 ConfigurationFile& ConfigurationFile::getInstance()
@@ -154,7 +154,12 @@ void ConfigurationFile::save()
 void ConfigurationFile::rememberLoaded()
 {
     const std::lock_guard lock(getMutex());
-    // Of the file that this program saved itself nothing is in danger, however it is read again.
+    noteLoaded();
+}
+
+void ConfigurationFile::noteLoaded()
+{
+    // In the file that this program saved itself nothing is in danger, also after it was loaded again.
     if (m_loaded && !(m_known && m_known->isSameText(*m_loaded)))
         m_known = m_loaded;
 }

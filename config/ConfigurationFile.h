@@ -94,6 +94,8 @@ private:
         std::string alias;
     };
 
+    /// rememberLoaded() for a caller that holds the mutex.
+    void noteLoaded();
     /// `position` must be below the number of aliases.
     [[nodiscard]] AliasMap::const_iterator aliasAt(std::size_t position) const;
 
