@@ -7,8 +7,8 @@
 build_packages=(g++ cmake ninja-build pkg-config qtbase5-dev libudev-dev libre2-dev libsystemd-dev)
 # What a window needs that the libraries do not ask for themselves: a Wayland platform and a font.
 run_packages=(qtwayland5 fonts-dejavu-core)
-test_packages=(libgtest-dev libgmock-dev umockdev xvfb xauth xdotool openbox fonts-dejavu-core python3-pyvisa
-    libavahi-core7 libdaemon0 libgdbm6 dbus-daemon dbus-bin iproute2)
+test_packages=(libgtest-dev libgmock-dev umockdev xvfb xauth xdotool openbox fonts-dejavu-core python3-pyvisa-py
+    libavahi-core7 libdaemon0 dbus-daemon iproute2)
 check_packages=(clang clang-tidy clang-format libclang-rt-14-dev shellcheck desktop-file-utils appstream)
 
 say() { printf '%s: %s\n' "${0##*/}" "$*"; }
@@ -42,17 +42,16 @@ install_packages() {
         fail "could not install: ${missing[*]}"
 }
 
-# The Avahi daemon and its tools go to build/tools for the tests. Installed, the daemon would be started, and announce
-# this machine. Without it the test of the network is skipped.
+# The Avahi daemon goes to build/tools for the tests. Installed, it would be started, and announce this machine. Without
+# it the test of the network is skipped.
 unpack_avahi() {
     [[ -d build/tools ]] && return
     command -v apt-get >/dev/null || return 0
-    say "unpacking avahi-daemon and avahi-utils in $PWD/build/tools"
+    say "unpacking avahi-daemon in $PWD/build/tools"
     rm -rf build/tools.new
     mkdir -p build/tools.new
     # shellcheck disable=SC2015 # what fails on either side ends in the same message
-    (cd build/tools.new && apt-get download -qq avahi-daemon avahi-utils 2>/dev/null &&
-        dpkg-deb -x avahi-daemon_*.deb . && dpkg-deb -x avahi-utils_*.deb .) &&
+    (cd build/tools.new && apt-get download -qq avahi-daemon 2>/dev/null && dpkg-deb -x avahi-daemon_*.deb .) &&
         mv build/tools.new build/tools ||
-        say "could not download them ('apt-get update' may help); going on without"
+        say "could not download it ('apt-get update' may help); going on without"
 }
