@@ -175,7 +175,8 @@ TEST(StandInNetwork, BearsWhateverTheBusDoes)
     } cases[] = {
         {"all is well", {}, {7, untilAnswered}, both},
         {"VXI-11 alone", {}, {1, untilAnswered}, "TCPIP0::[fe80::1%lo]::inst0::INSTR "},
-        {"HiSLIP alone, which leaves", {}, {6, untilAnswered}, meter},
+        {"HiSLIP, which leaves, and sockets", {}, {6, untilAnswered}, meter},
+        {"HiSLIP alone", {}, {2, untilAnswered}, "TCPIP0::10.0.0.1::hislip0::INSTR "},
         {"refuses a type", {1, "", "", "_vxi-11._tcp"}, {7, untilAnswered}, meter},
         {"answers late", {1, "", "", "", 300}, {7, untilAnswered}, both},
         {"answers too late", {1, "", "", "", 600}, {7, 100}, ""},
@@ -192,8 +193,10 @@ TEST(StandInNetwork, BearsWhateverTheBusDoes)
     for (const auto& [name, behaviour, settings, expected] : cases)
     {
         const Bus bus(behaviour);
-        const itimerval often = {{0, 50000}, {0, 50000}};
-        setitimer(ITIMER_REAL, &often, nullptr); // the client's own signals end no search
+        // The client's own signals end no search, and no search needs them to end.
+        const suseconds_t period = behaviour.milliseconds == 300 ? 50000 : 0;
+        const itimerval timer = {{0, period}, {0, period}};
+        setitimer(ITIMER_REAL, &timer, nullptr);
         std::string found;
         for (const std::string& resource : standin::networkInstrumentResources(settings))
             found += resource + " ";
@@ -201,8 +204,6 @@ TEST(StandInNetwork, BearsWhateverTheBusDoes)
         EXPECT_EQ(bus.wasAsked, settings.networkSearches != 0 && settings.milliseconds != 0) << name;
         EXPECT_FALSE(bus.mayStartDaemon) << name;
     }
-    const itimerval never = {};
-    setitimer(ITIMER_REAL, &never, nullptr);
 }
 
 TEST(StandInNetwork, KeepsWithinTheCallsThatABusAllows)
