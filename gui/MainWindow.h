@@ -48,7 +48,8 @@ protected:
 private:
     void setupUi();
     void setupConnections();
-    void showChangedTexts();
+    /// Shows the new texts of a row at once, its resource identifier in full.
+    void showChangedRow(int row);
     /// Takes over what is typed into a cell that is still being edited.
     void commitOpenEditor();
     void restoreWindowSettings();
