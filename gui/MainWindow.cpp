@@ -29,6 +29,10 @@ namespace
 {
 
 const QLatin1String settingsGroup("MainWindow");
+constexpr int gridLineWidth = 1;
+// The rows that decide the columns' widths at the start: more than the tallest screen shows. To measure a thousand
+// takes longer than everything else that the window does until it is shown.
+constexpr int measuredRows = 100;
 
 /// Shows the beginning of a text that is longer than any resource name: laying out a line of megabytes takes seconds.
 class CellDelegate : public QStyledItemDelegate
@@ -82,6 +86,7 @@ void MainWindow::setupUi()
     ui->resourceView->installEventFilter(this);
     ui->resourceView->setItemDelegate(new CellDelegate(this));
     ui->resourceView->horizontalHeader()->setStretchLastSection(true);
+    ui->resourceView->horizontalHeader()->setResizeContentsPrecision(measuredRows);
     ui->resourceView->resizeColumnsToContents();
     m_model.m_pSelectionModel = ui->resourceView->selectionModel();
     // Within reach of the Tab key; a click leaves the focus where it is.
@@ -118,7 +123,7 @@ void MainWindow::findResource()
     if (dialog.exec() == QDialog::Accepted)
     {
         m_model.setResource(dialog.getResource());
-        showChangedTexts();
+        showChangedRow(ui->resourceView->currentIndex().row());
     }
 }
 
@@ -141,8 +146,8 @@ void MainWindow::rsrcStringEditor()
     if (dialog.exec() == QDialog::Accepted)
     {
         m_model.add(dialog.getRsrcString(), dialog.getAlias());
-        showChangedTexts();
         ui->resourceView->scrollToBottom();
+        showChangedRow(m_model.rowCount() - 1);
     }
 }
 
@@ -181,19 +186,21 @@ void MainWindow::rsrcStringEditorEdit()
     {
         m_model.setData(resource, dialog.getRsrcString(), Qt::EditRole);
         m_model.setData(alias, dialog.getAlias(), Qt::EditRole);
-        showChangedTexts();
+        showChangedRow(row);
     }
 }
 
-void MainWindow::showChangedTexts()
+void MainWindow::showChangedRow(int row)
 {
     // The model does not announce single cells.
     ui->resourceView->viewport()->update();
-    const QAbstractItemView& view = *ui->resourceView;
     QHeaderView& columns = *ui->resourceView->horizontalHeader();
-    const int needed = view.sizeHintForColumn(ConfigurationModel::ResourceColumn);
+    const QModelIndex resource = m_model.index(row, ConfigurationModel::ResourceColumn);
+    const int needed = ui->resourceView->sizeHintForIndex(resource).width() + gridLineWidth;
     if (needed > columns.sectionSize(ConfigurationModel::ResourceColumn))
         columns.resizeSection(ConfigurationModel::ResourceColumn, needed);
+    // Painted now: a closing dialog stores its place next, and that waits for the disk.
+    QCoreApplication::sendPostedEvents(this, QEvent::UpdateRequest);
 }
 
 int MainWindow::selectedRow() const

@@ -33,6 +33,8 @@ int main(int argc, char** argv)
     // Read while the application object is built: sharp text and icons on dense screens.
     QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
     QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+    // Every widget draws by itself: without this Qt loads an OpenGL driver for the first window.
+    QCoreApplication::setAttribute(Qt::AA_ForceRasterWidgets);
     // Under Wayland a window gets its icon through its desktop file.
     QGuiApplication::setDesktopFileName(QStringLiteral("com.kyvane_yollet.kyvisaconfigure"));
 
