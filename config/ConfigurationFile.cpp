@@ -34,6 +34,13 @@ std::time_t modificationTime(const std::string& path)
     return ::stat(path.c_str(), &status) == 0 ? status.st_mtime : 0;
 }
 
+/// $HOME/.kyvane-yollet/visa.conf, or an empty string.
+std::string ownFile()
+{
+    const char* home = std::getenv("HOME");
+    return home != nullptr ? std::string(home) + "/.kyvane-yollet/visa.conf" : std::string();
+}
+
 /// Makes every directory on the way to a file. Returns whether the last one exists afterwards.
 bool createDirectoriesFor(const std::string& path)
 {
@@ -88,13 +95,18 @@ std::string ConfigurationFile::searchConfigFile(bool create)
             return local;
     }
 
-    if (const char* home = std::getenv("HOME"); home != nullptr)
-    {
-        const std::string own = std::string(home) + "/.kyvane-yollet/visa.conf";
-        if (isRegularFile(own) || (create && createDirectoriesFor(own)))
-            return own;
-    }
+    const std::string own = ownFile();
+    if (!own.empty() && (isRegularFile(own) || (create && createDirectoriesFor(own))))
+        return own;
     return {};
+}
+
+std::string ConfigurationFile::fileToSave() const
+{
+    if (!m_fileName.empty())
+        return m_fileName;
+    const std::string found = searchConfigFile(false);
+    return found.empty() ? ownFile() : found;
 }
 
 void ConfigurationFile::load()

@@ -9,9 +9,12 @@
 #include "ResourceDialog.h"
 #include "RsrcStringEditor.h"
 #include "WindowSettings.h"
+#include "config/ConfigurationFile.h"
 #include "visa/visa.h"
 
 #include <QCloseEvent>
+#include <QFile>
+#include <QFileInfo>
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QMenu>
@@ -64,6 +67,10 @@ MainWindow::MainWindow(QWidget* parent)
     setupUi();
     setupConnections();
     restoreWindowSettings();
+    const int widest = width() * 2 / 3;
+    QHeaderView& columns = *ui->resourceView->horizontalHeader();
+    if (columns.sectionSize(ConfigurationModel::ResourceColumn) > widest)
+        columns.resizeSection(ConfigurationModel::ResourceColumn, widest);
 }
 
 MainWindow::~MainWindow()
@@ -89,6 +96,7 @@ void MainWindow::setupUi()
         button->setFocusPolicy(Qt::TabFocus);
     refreshButtonStatus();
     ui->actionSave->setEnabled(m_model.isDirty());
+    showFileName();
 }
 
 void MainWindow::setupConnections()
@@ -236,9 +244,25 @@ void MainWindow::commitOpenEditor()
     }
 }
 
+void MainWindow::showFileName()
+{
+    const QString name = QFile::decodeName(KyVisa::ConfigurationFile::getInstance().fileToSave().c_str());
+    const QString file = QFileInfo(name).absoluteFilePath();
+    QString text = QCoreApplication::translate("MainWindow", "This is edited: %1").arg(file);
+    if (name.isEmpty())
+        text = QCoreApplication::translate("MainWindow", "There is no place for visa.conf: HOME is not set");
+    else if (!QFile::exists(file))
+        text = QCoreApplication::translate("MainWindow", "The first save makes %1").arg(file);
+    ui->resourceView->setAccessibleDescription(text);
+    // On the table itself it would pop up over every row. A path can look like rich text.
+    ui->resourceView->horizontalHeader()->setToolTip(QLatin1String("<p style='white-space:pre'>") %
+                                                     text.toHtmlEscaped());
+}
+
 void MainWindow::modelDirtyFlagChanged(bool bDirty)
 {
     ui->actionSave->setEnabled(bDirty);
+    showFileName();
 }
 
 void MainWindow::closeEvent(QCloseEvent* event)

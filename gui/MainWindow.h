@@ -51,6 +51,7 @@ private:
     void setupUi();
     void setupConnections();
     void showChangedTexts();
+    void showFileName();
     /// The selected row, or -1.
     [[nodiscard]] int selectedRow() const;
     void selectRowAfterRemoval(int first, int last);
