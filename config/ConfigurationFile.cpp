@@ -28,17 +28,17 @@ bool isRegularFile(const std::string& path)
     return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
+/// $HOME/.kyvane-yollet/visa.conf, or empty without a home.
+std::string perUserFile()
+{
+    const char* home = std::getenv("HOME");
+    return home == nullptr ? std::string() : std::string(home) + "/.kyvane-yollet/visa.conf";
+}
+
 std::time_t modificationTime(const std::string& path)
 {
     struct stat status = {};
     return ::stat(path.c_str(), &status) == 0 ? status.st_mtime : 0;
-}
-
-/// $HOME/.kyvane-yollet/visa.conf, or an empty string.
-std::string ownFile()
-{
-    const char* home = std::getenv("HOME");
-    return home != nullptr ? std::string(home) + "/.kyvane-yollet/visa.conf" : std::string();
 }
 
 /// Makes every directory on the way to a file. Returns whether the last one exists afterwards.
@@ -60,6 +60,7 @@ bool createDirectoriesFor(const std::string& path)
 ConfigurationFile::ConfigurationFile() : m_fileName(searchConfigFile(false))
 {
     load();
+    m_known = m_loaded;
 }
 
 ConfigurationFile& ConfigurationFile::getInstance()
@@ -95,7 +96,7 @@ std::string ConfigurationFile::searchConfigFile(bool create)
             return local;
     }
 
-    const std::string own = ownFile();
+    const std::string own = perUserFile();
     if (!own.empty() && (isRegularFile(own) || (create && createDirectoriesFor(own))))
         return own;
     return {};
@@ -106,7 +107,7 @@ std::string ConfigurationFile::fileToSave() const
     if (!m_fileName.empty())
         return m_fileName;
     const std::string found = searchConfigFile(false);
-    return found.empty() ? ownFile() : found;
+    return found.empty() ? perUserFile() : found;
 }
 
 void ConfigurationFile::load()
@@ -118,8 +119,11 @@ void ConfigurationFile::load()
         return;
 
     m_cursor.reset();
-    m_impl = std::make_unique<ModernConfigurationFile>(m_fileName);
+    auto file = std::make_unique<ModernConfigurationFile>(m_fileName);
+    const ModernConfigurationFile& read = *file;
+    m_impl = std::move(file);
     m_impl->parse(m_aliases, m_resources, m_provider);
+    m_loaded = read.m_known;
     m_serialProperties = m_impl->getSerialProperties();
     m_provider = m_impl->getProvider();
     m_lastModified = modificationTime(m_fileName);
@@ -133,14 +137,34 @@ void ConfigurationFile::save()
     if (m_fileName.empty())
         return;
 
+    // The folder may have been removed since.
+    const std::string own = perUserFile();
+    if (m_fileName == own)
+        createDirectoriesFor(own);
+
     ModernConfigurationFile file(m_fileName);
-    file.m_aliases = m_aliases;
-    file.m_resources = m_resources;
     file.m_serialProperties = m_serialProperties;
     file.m_provider = m_provider;
-    // A file may lie there that came after the search for one, or that is in another format.
-    file.m_replacesUnread = !m_impl;
-    file.save();
+    file.m_copyFolder = own.substr(0, own.rfind('/'));
+    // Lent, not copied: there may be very many. Neither swap() nor replace() throws.
+    file.m_aliases.swap(m_aliases);
+    file.m_resources.swap(m_resources);
+    file.m_known.swap(m_known);
+    std::optional<KnownText> saved = file.replace();
+    file.m_aliases.swap(m_aliases);
+    file.m_resources.swap(m_resources);
+    m_known = saved ? saved : std::move(file.m_known);
+    // A save in the second of the last load is not loaded again: memory and file hold the same already.
+    if (saved)
+        m_loaded = m_known;
+}
+
+void ConfigurationFile::rememberLoaded()
+{
+    const std::lock_guard lock(getMutex());
+    // Of the file that this program saved itself nothing is in danger, however it is read again.
+    if (m_loaded && !(m_known && m_known->isSameText(*m_loaded)))
+        m_known = m_loaded;
 }
 
 std::string ConfigurationFile::lookupAlias(const std::string& resource) const

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "IConfigurationFileImpl.h"
+#include "ModernConfigurationFile.h"
 
 #include <ctime>
 #include <memory>
@@ -16,8 +16,8 @@ namespace KyVisa
 /// The process-wide image of visa.conf: finds the file, loads it, notices when it changed, answers look-ups and
 /// writes it back.
 ///
-/// getInstance(), save() and setProvider() take the store's mutex. Everything else, the public members included,
-/// takes no lock and is for one thread at a time.
+/// getInstance(), save(), setProvider() and rememberLoaded() take the store's mutex. Everything else, the public
+/// members included, takes no lock and is for one thread at a time.
 class ConfigurationFile
 {
 public:
@@ -42,8 +42,14 @@ public:
     void load();
 
     /// Writes everything to the file, which is created where there is none. Reports nothing; the memory is
-    /// brought in line with the file at the next getInstance().
+    /// brought in line with the file at the next getInstance(). Lines that nobody has seen are kept in a copy, see
+    /// ModernConfigurationFile::save(): those that reading skipped where the file is as it was seen last, none where
+    /// it is as save() left it, and otherwise all.
     void save();
+
+    /// Says that the user now sees what was loaded last: the next save() may drop its entries. The construction says
+    /// so as well. A later load() does not, because it can happen just before setData() replaces what it has read.
+    void rememberLoaded();
 
     /// The alias of a resource string, in any letter case, or an empty string.
     [[nodiscard]] std::string lookupAlias(const std::string& resource) const;
@@ -53,7 +59,8 @@ public:
     bool replaceAlias(std::string& name) const;
 
     /// Entry `index` of the resources without alias followed by the aliases in the map's order. Past the end
-    /// both are empty. Asking for one entry after the other costs constant time for each.
+    /// both are empty. Asking for one entry after the other costs constant time for each. Whoever changes m_aliases
+    /// directly begins again at the first index.
     [[nodiscard]] std::string getResource(std::size_t index, std::string& alias) const;
 
     /// Every resource string once, sorted by bytes.
@@ -94,6 +101,8 @@ private:
     [[nodiscard]] AliasMap::const_iterator aliasAt(std::size_t position) const;
 
     mutable std::optional<Cursor> m_cursor;
+    std::optional<KnownText> m_loaded; ///< what load() has read last
+    std::optional<KnownText> m_known;  ///< what the user has seen, or save() has written, last
 };
 
 } // namespace KyVisa

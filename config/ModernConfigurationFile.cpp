@@ -3,21 +3,17 @@
 
 #include "ModernConfigurationFile.h"
 
+#include "FileReplacement.h"
+
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <filesystem>
+#include <charconv>
+#include <cstring>
 #include <fstream>
-#include <locale>
-#include <sstream>
-#include <string_view>
-#include <system_error>
-
-#include <fcntl.h>
-#include <linux/limits.h>
-#include <sys/stat.h>
-#include <sys/xattr.h>
-#include <unistd.h>
+#include <functional>
+#include <limits>
+#include <unordered_set>
+#include <utility>
 
 namespace KyVisa
 {
@@ -26,134 +22,77 @@ namespace
 {
 
 constexpr std::string_view providerKey = ":Provider=";
-constexpr int maximumLinkDepth = 40; // as the kernel has it
-constexpr mode_t newFileMode = 0666; // before the umask
-constexpr mode_t privateMode = 0600;
-constexpr std::size_t copyBlock = 65536;
+constexpr std::size_t lineLength = 64; // few lines are longer
 
-[[noreturn]] void throwErrno(const char* operation)
+/// Calls `use` with every line, and with what follows the last line feed, if anything.
+template <typename Use>
+void forEachLine(std::string_view text, Use use)
 {
-    throw std::system_error(errno, std::generic_category(), operation);
+    while (!text.empty())
+    {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        use(text.substr(0, end));
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
 }
 
-/// A new file, open for writing, that is removed again unless it is kept.
-class NewFile
+std::size_t findProvider(std::string_view text, std::size_t from)
 {
-public:
-    /// Creates the first of `stem`1`suffix`, `stem`2`suffix`... that does not exist.
-    NewFile(const std::string& stem, const std::string& suffix, mode_t mode)
-    {
-        for (int number = 1; m_descriptor < 0; ++number)
-        {
-            m_path = stem;
-            m_path.append(std::to_string(number)).append(suffix);
-            m_descriptor = ::open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-            if (m_descriptor < 0 && errno != EEXIST)
-                throwErrno("open");
-        }
-    }
-
-    ~NewFile()
-    {
-        ::close(m_descriptor);
-        if (!m_kept)
-            ::unlink(m_path.c_str());
-    }
-
-    NewFile(const NewFile&) = delete;
-    NewFile& operator=(const NewFile&) = delete;
-
-    /// Takes over mode and access control list and, as far as the process may give files away, owner and group.
-    void likeFile(const std::string& path, const struct stat& status)
-    {
-        // Only root may give a file away; the group may still be one of the user's own. Another group gets nothing,
-        // neither by the mode nor by the list.
-        const bool groupKept = ::fchown(m_descriptor, status.st_uid, status.st_gid) == 0 ||
-                               ::fchown(m_descriptor, static_cast<uid_t>(-1), status.st_gid) == 0;
-        const mode_t mode = status.st_mode & (groupKept ? 07777U : 07707U);
-        if (::fchmod(m_descriptor, mode) != 0)
-            throwErrno("fchmod");
-        if (!groupKept)
-            return;
-
-        const char* listName = "system.posix_acl_access";
-        std::string list(XATTR_SIZE_MAX, '\0');
-        const ssize_t length = ::getxattr(path.c_str(), listName, list.data(), list.size());
-        if (length > 0 && ::fsetxattr(m_descriptor, listName, list.data(), static_cast<std::size_t>(length), 0) != 0)
-            throwErrno("fsetxattr");
-    }
-
-    void write(std::string_view bytes)
-    {
-        while (!bytes.empty())
-        {
-            const ssize_t written = ::write(m_descriptor, bytes.data(), bytes.size());
-            if (written >= 0)
-                bytes.remove_prefix(static_cast<std::size_t>(written));
-            else if (errno != EINTR)
-                throwErrno("write");
-        }
-    }
-
-    /// Leaves the file where it was created.
-    void keep()
-    {
-        sync();
-        m_kept = true;
-    }
-
-    /// Puts the file in the place of another.
-    void keepAs(const std::string& path)
-    {
-        sync();
-        if (::rename(m_path.c_str(), path.c_str()) != 0)
-            throwErrno("rename");
-        m_kept = true;
-    }
-
-private:
-    /// A file that is renamed before its bytes are on the disk could be empty after a power failure.
-    void sync()
-    {
-        if (::fsync(m_descriptor) != 0)
-            throwErrno("fsync");
-    }
-
-    std::string m_path;
-    int m_descriptor = -1;
-    bool m_kept = false;
-};
-
-/// The file that a chain of symbolic links ends at, whether it exists or not.
-std::filesystem::path linkTarget(std::filesystem::path path)
-{
-    for (int depth = 0; depth < maximumLinkDepth; ++depth)
-    {
-        std::error_code notALink;
-        const std::filesystem::path next = std::filesystem::read_symlink(path, notALink);
-        if (notALink)
-            return path;
-        path = path.parent_path() / next;
-    }
-    throw std::system_error(std::make_error_code(std::errc::too_many_symbolic_link_levels));
+    // Not find(): it stops at every colon, and resources are full of them.
+    const void* found = ::memmem(text.data() + from, text.size() - from, providerKey.data(), providerKey.size());
+    return found == nullptr ? text.size() : static_cast<std::size_t>(static_cast<const char*>(found) - text.data());
 }
 
-/// Copies a file to the first free of path.~1~, path.~2~...
-void keepCopy(const std::string& path, const struct stat& status)
+std::string_view withoutCarriageReturn(std::string_view line)
 {
-    NewFile copy(path + ".~", "~", privateMode);
-    copy.likeFile(path, status);
-    std::ifstream original(path, std::ios::binary);
-    std::array<char, copyBlock> block = {};
-    while (original.read(block.data(), block.size()) || original.gcount() > 0)
-        copy.write({block.data(), static_cast<std::size_t>(original.gcount())});
-    // A file that does not open, and one that fails on the way, did not reach its end.
-    if (!original.eof())
-        throwErrno("read");
-    copy.keep();
+    if (!line.empty() && line.back() == '\r')
+        line.remove_suffix(1);
+    return line;
+}
+
+/// Blank lines and the version line say nothing that could be lost.
+bool saysSomething(std::string_view line)
+{
+    return line.find_first_not_of(" \t\r") != std::string_view::npos &&
+           withoutCarriageReturn(line) != ModernConfigurationFile::GetVersionString();
+}
+
+/// Equal for lines that mean the same: aliases are equal in any letter case.
+std::string meaningOf(std::string_view line)
+{
+    if (line.substr(0, providerKey.size()) == providerKey)
+        return std::string(withoutCarriageReturn(line));
+    const std::size_t separator = line.find('=');
+    if (line.front() == ':' || line.front() == '#' || separator == std::string_view::npos)
+        return std::string(line);
+    return ModernConfigurationFile::upperCase(std::string(line.substr(0, separator))).append(line.substr(separator));
+}
+
+void append(std::string& text, std::string_view part)
+{
+    text.append(part);
+}
+
+void append(std::string& text, unsigned number)
+{
+    std::array<char, std::numeric_limits<unsigned>::digits10 + 1> digits = {};
+    text.append(digits.data(), std::to_chars(digits.begin(), digits.end(), number).ptr);
+}
+
+/// Appends one line, whatever its parts hold: a line feed in them becomes a blank.
+template <typename... Parts>
+void appendLine(std::string& text, const Parts&... parts)
+{
+    const std::size_t begin = text.size();
+    (append(text, parts), ...);
+    for (std::size_t at = text.find('\n', begin); at != std::string::npos; at = text.find('\n', at))
+        text[at] = ' ';
+    text.push_back('\n');
 }
 
 } // namespace
+
+KnownText::KnownText(std::string_view text) : size(text.size()), hash(std::hash<std::string_view>{}(text)) {}
 
 ModernConfigurationFile::ModernConfigurationFile(const std::string& fileName) : m_fileName(fileName) {}
 
@@ -213,102 +152,153 @@ ProviderId ModernConfigurationFile::getProvider() const
 
 void ModernConfigurationFile::parse(AliasMap& aliases, std::vector<std::string>& resources, ProviderId& provider)
 {
-    readLines();
+    m_aliases.clear();
+    m_resources.clear();
+    m_gpibProperties.clear();
+    m_serialProperties.clear();
+    m_known.reset();
+    try
+    {
+        std::string text;
+        const bool whole = readFile(m_fileName, text);
+        std::vector<std::string> skipped = readLines(text);
+        if (whole)
+        {
+            m_known.emplace(text);
+            m_known->skippedLines = std::move(skipped);
+        }
+    }
+    catch (...)
+    {
+        // What was read so far counts.
+        m_known.reset();
+    }
     aliases = m_aliases;
     resources = m_resources;
     provider = m_provider;
 }
 
-bool ModernConfigurationFile::readLines()
+std::vector<std::string> ModernConfigurationFile::readLines(std::string_view text)
 {
-    m_aliases.clear();
-    m_resources.clear();
-    m_gpibProperties.clear();
-    m_serialProperties.clear();
-    try
+    m_aliases.reserve(static_cast<std::size_t>(std::count(text.begin(), text.end(), '=')));
+    std::vector<std::string> skipped;
+    std::string_view effective; // the provider line that counts
+    std::size_t provider = findProvider(text, 0);
+    for (std::size_t begin = 0, end = 0; begin < text.size(); begin = end + 1)
     {
-        std::ifstream file(m_fileName, std::ios::binary);
-        for (std::string line; std::getline(file, line);)
-            readLine(line);
-        return file.eof();
+        end = std::min(text.find('\n', begin), text.size());
+        const std::string_view line = text.substr(begin, end - begin);
+        // The provider is looked for first and anywhere, so also in a comment or behind an alias.
+        if (provider >= end)
+        {
+            readEntry(line, skipped);
+            continue;
+        }
+        if (!effective.empty())
+            skipped.emplace_back(effective);
+        effective = line;
+        try
+        {
+            m_provider = static_cast<ProviderId>(std::stoi(
+                std::string(text.substr(provider + providerKey.size(), end - provider - providerKey.size()))));
+        }
+        catch (const std::logic_error&)
+        {
+            // No number, or too large a one: nothing behind it is read.
+            forEachLine(text.substr(begin), [&](std::string_view unread) { skipped.emplace_back(unread); });
+            return skipped;
+        }
+        provider = findProvider(text, end);
     }
-    catch (...)
-    {
-        return false;
-    }
+    // "7 # mine" is read as 7, and the rest of the line is lost.
+    if (withoutCarriageReturn(effective) != std::string(providerKey) + std::to_string(m_provider))
+        skipped.emplace_back(effective);
+    return skipped;
 }
 
-void ModernConfigurationFile::readLine(const std::string& line)
+void ModernConfigurationFile::readEntry(std::string_view line, std::vector<std::string>& skipped)
 {
-    // The provider is looked for first and anywhere, so also in a comment or behind an alias.
-    if (const std::size_t key = line.find(providerKey); key != std::string::npos)
-    {
-        m_provider = static_cast<ProviderId>(std::stoi(line.substr(key + providerKey.size())));
+    if (line.empty())
         return;
-    }
-    if (line.empty() || line.front() == ':' || line.front() == '#')
-        return;
-    if (const std::size_t separator = line.find('='); separator != std::string::npos)
-        m_aliases[upperCase(line.substr(0, separator))] = line.substr(separator + 1);
+    const std::size_t separator = line.find('=');
+    if (line.front() == ':' || line.front() == '#')
+        skipped.emplace_back(line);
+    else if (separator == std::string_view::npos)
+        m_resources.emplace_back(line);
     else
-        m_resources.push_back(line);
+    {
+        const std::string_view resource = line.substr(separator + 1);
+        const auto [entry, isNew] = m_aliases.try_emplace(upperCase(std::string(line.substr(0, separator))), resource);
+        if (isNew || entry->second == resource)
+            return;
+        skipped.push_back(entry->first + "=" + entry->second);
+        entry->second = resource;
+    }
 }
 
 std::string ModernConfigurationFile::text() const
 {
-    std::ostringstream lines;
-    lines.imbue(std::locale::classic());
-    lines << GetVersionString() << '\n' << providerKey << m_provider << '\n';
+    std::string text;
+    text.reserve((m_aliases.size() + m_resources.size() + 1) * lineLength);
+    appendLine(text, GetVersionString());
+    appendLine(text, providerKey, unsigned{m_provider});
     for (const auto& [deviceNo, properties] : m_serialProperties)
     {
         const std::string prefix = ":SerialProperty[DeviceNo=" + std::to_string(deviceNo) + "].";
-        lines << prefix << "Baudrate=" << properties.baudRate << '\n'
-              << prefix << "DataBits=" << unsigned{properties.dataBits} << '\n'
-              << prefix << "StopBits=" << unsigned{properties.stopBits} << '\n'
-              << prefix << "Parity=" << unsigned{properties.parity} << '\n'
-              << prefix << "FlowControl=" << unsigned{properties.flowControl} << '\n';
+        appendLine(text, prefix, "Baudrate=", properties.baudRate);
+        appendLine(text, prefix, "DataBits=", unsigned{properties.dataBits});
+        appendLine(text, prefix, "StopBits=", unsigned{properties.stopBits});
+        appendLine(text, prefix, "Parity=", unsigned{properties.parity});
+        appendLine(text, prefix, "FlowControl=", unsigned{properties.flowControl});
     }
     for (const std::string& resource : m_resources)
-        lines << resource << '\n';
+        appendLine(text, resource);
     for (const auto& [alias, resource] : m_aliases)
-        lines << alias << '=' << resource << '\n';
-    return lines.str();
+        appendLine(text, alias, "=", resource);
+    return text;
 }
 
 void ModernConfigurationFile::save() const
 {
-    try
-    {
-        replaceFile();
-    }
-    catch (...)
-    {
-        // Failures are quiet by contract; the old file is whole.
-        return;
-    }
+    // Failures are quiet by contract.
+    static_cast<void>(replace());
 }
 
-void ModernConfigurationFile::replaceFile() const
+std::optional<KnownText> ModernConfigurationFile::replace() const noexcept
+try
 {
-    const std::filesystem::path target = linkTarget(m_fileName);
-    struct stat status = {};
-    const bool exists = ::stat(target.c_str(), &status) == 0;
-    // Renaming over a write-protected file, or over a device, would succeed where writing to it must not.
-    if (exists && (!S_ISREG(status.st_mode) || ::faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0))
-        return;
-
-    NewFile file((target.parent_path() / ".visa.conf.").string(), ".tmp", exists ? privateMode : newFileMode);
-    if (exists)
-        file.likeFile(target, status);
-    file.write(text());
-    if (exists && status.st_size > 0 && (m_replacesUnread || !isReadWhole(target)))
-        keepCopy(target, status);
-    file.keepAs(target);
+    const std::string newText = text();
+    FileReplacement{m_fileName, m_copyFolder, [&](const std::string& oldText) { return wouldLose(oldText, newText); }}
+        .replaceBy(newText);
+    return KnownText(newText);
 }
 
-bool ModernConfigurationFile::isReadWhole(const std::string& fileName)
+catch (...)
 {
-    return isParseAble(fileName) && ModernConfigurationFile(fileName).readLines();
+    return {};
+}
+
+bool ModernConfigurationFile::wouldLose(const std::string& oldText, std::string_view newText) const
+{
+    std::vector<std::string_view> inDanger;
+    const auto add = [&](std::string_view line) {
+        if (saysSomething(line))
+            inDanger.push_back(line);
+    };
+    if (m_known && m_known->isSameText(KnownText(oldText)))
+        std::for_each(m_known->skippedLines.begin(), m_known->skippedLines.end(), add);
+    else
+        forEachLine(oldText, add);
+    if (inDanger.empty())
+        return false;
+
+    std::unordered_set<std::string> written;
+    forEachLine(newText, [&](std::string_view line) {
+        if (!line.empty())
+            written.insert(meaningOf(line));
+    });
+    return std::any_of(inDanger.begin(), inDanger.end(),
+                       [&](std::string_view line) { return written.count(meaningOf(line)) == 0; });
 }
 
 } // namespace KyVisa

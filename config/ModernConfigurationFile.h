@@ -5,8 +5,23 @@
 
 #include "IConfigurationFileImpl.h"
 
+#include <optional>
+#include <string_view>
+
 namespace KyVisa
 {
+
+/// A text that is recognised again, without being kept, and those of its lines that its reader did not take over.
+struct KnownText
+{
+    std::size_t size = 0;
+    std::size_t hash = 0;
+    std::vector<std::string> skippedLines;
+
+    explicit KnownText(std::string_view text);
+
+    [[nodiscard]] bool isSameText(const KnownText& other) const { return size == other.size && hash == other.hash; }
+};
 
 /// The line-oriented text format of visa.conf, bound to one path.
 ///
@@ -34,11 +49,15 @@ public:
     /// reading, and what stands before it is kept. A file that does not open counts as empty.
     void parse(AliasMap& aliases, std::vector<std::string>& resources, ProviderId& provider) override;
 
-    /// Replaces the file by the members, through a temporary file beside it that is renamed over it. Symbolic
-    /// links are followed, and mode, access control list and owner of an existing file are kept. An existing file
-    /// that was not read, or cannot be read to its end, is first copied to visa.conf.~1~ (or ~2~...).
-    /// When anything fails, the old file stays whole and nothing is reported.
+    /// Replaces the file by the members, as FileReplacement does it. When anything fails, the old file stays whole
+    /// and nothing is reported. A line feed within an alias or a resource is written as a blank.
+    ///
+    /// A copy of the old file, visa.conf.~1~ (or ~2~...), is kept where one of its lines would be lost without having
+    /// been seen: of the file that m_known describes, those that its reader skipped; of any other file, all.
     void save() const;
+
+    /// As save(). Returns what is known of the saved file, or nothing when it was not saved.
+    [[nodiscard]] std::optional<KnownText> replace() const noexcept;
 
     /// The first line of every file of this format.
     [[nodiscard]] static const std::string& GetVersionString();
@@ -50,15 +69,14 @@ public:
     AliasMap m_aliases;
     std::vector<std::string> m_resources;
     ProviderId m_provider = defaultProvider;
-    bool m_replacesUnread = false; ///< the members were not read from the file that save() replaces
+    std::optional<KnownText> m_known; ///< the file that the members were read from; parse() sets it
+    std::string m_copyFolder;         ///< where a copy goes that cannot lie beside the file, or empty
 
 private:
-    /// save(), but throws when anything fails.
-    void replaceFile() const;
-    /// Whether the reading reached the end of the file.
-    bool readLines();
-    void readLine(const std::string& line);
-    [[nodiscard]] static bool isReadWhole(const std::string& fileName);
+    /// Returns the lines that were skipped.
+    std::vector<std::string> readLines(std::string_view text);
+    void readEntry(std::string_view line, std::vector<std::string>& skipped);
+    [[nodiscard]] bool wouldLose(const std::string& oldText, std::string_view newText) const;
     [[nodiscard]] std::string text() const;
 };
 

@@ -188,7 +188,7 @@ void ConfigurationModel::setGpibProperties(const KyVisa::GpibPropertiesMap& prop
 
 void ConfigurationModel::loaddata()
 {
-    const KyVisa::ConfigurationFile& store = KyVisa::ConfigurationFile::getInstance();
+    KyVisa::ConfigurationFile& store = KyVisa::ConfigurationFile::getInstance();
     const std::size_t count = store.m_resources.size() + store.m_aliases.size();
     m_entries.clear();
     m_entries.reserve(count);
@@ -201,6 +201,7 @@ void ConfigurationModel::loaddata()
     setDirty(false);
     m_serialProperties = store.m_serialProperties;
     m_provider = store.m_provider;
+    store.rememberLoaded();
 }
 
 void ConfigurationModel::save()

@@ -262,7 +262,8 @@ void MainWindow::showFileName()
 void MainWindow::modelDirtyFlagChanged(bool bDirty)
 {
     ui->actionSave->setEnabled(bDirty);
-    showFileName();
+    if (!bDirty)
+        showFileName();
 }
 
 void MainWindow::closeEvent(QCloseEvent* event)

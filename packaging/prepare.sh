@@ -2,15 +2,16 @@
 # SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
 # SPDX-License-Identifier: MIT
 #
-# Sourced by run, test and the checks: installs missing Debian packages, says what it does.
+# Sourced by run, test, bench/run and the checks: installs missing Debian packages, says what it does.
 
-build_packages=(g++ cmake ninja-build pkg-config qtbase5-dev libudev-dev libre2-dev libavahi-client-dev)
+build_packages=(g++ cmake ninja-build pkg-config qtbase5-dev libudev-dev libre2-dev libsystemd-dev)
 # What a window needs that the libraries do not ask for themselves: a Wayland platform and a font.
 run_packages=(qtwayland5 fonts-dejavu-core)
 # What shows the window where there is no display.
 display_packages=(tigervnc-standalone-server tigervnc-tools xauth matchbox-window-manager)
 test_packages=(libgtest-dev libgmock-dev umockdev xvfb xauth xdotool openbox fonts-dejavu-core python3-pyvisa
     libavahi-core7 libdaemon0 libgdbm6 dbus-daemon dbus-bin iproute2)
+bench_packages=(libbenchmark-dev libglib2.0-dev valgrind xvfb fonts-dejavu-core python3)
 check_packages=(clang clang-tidy clang-format libclang-rt-14-dev shellcheck desktop-file-utils appstream
     lintian dpkg-dev man-db)
 

@@ -8,7 +8,7 @@
 
 #include <utility>
 
-namespace configuration
+namespace standin
 {
 
 namespace
@@ -48,4 +48,4 @@ KyVisa::ProviderId provider()
     return ask([](const auto& store) { return store.m_provider; });
 }
 
-} // namespace configuration
+} // namespace standin

@@ -9,7 +9,7 @@
 
 /// What visa.conf tells the library. Each call notices a file that has changed or has only now been made; all are safe
 /// to make from several threads.
-namespace configuration
+namespace standin
 {
 
 struct ResolvedName
@@ -25,4 +25,4 @@ struct ResolvedName
 
 [[nodiscard]] KyVisa::ProviderId provider();
 
-} // namespace configuration
+} // namespace standin

@@ -3,270 +3,215 @@
 
 #include "NetworkInstruments.h"
 
-#include <algorithm>
-#include <array>
-#include <chrono>
-#include <condition_variable>
-#include <csignal>
-#include <limits>
-#include <map>
-#include <memory>
-#include <mutex>
-#include <thread>
-#include <tuple>
+#include "NetworkServices.h"
 
-#include <avahi-client/client.h>
-#include <avahi-client/lookup.h>
-#include <avahi-common/simple-watch.h>
+#include <queue>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <set>
+
 #include <net/if.h>
+#if __has_include(<systemd/sd-bus.h>)
+#include <systemd/sd-bus.h>
+#else
+#include <basu/sd-bus.h>
+#endif
+
+namespace standin
+{
 
 namespace
 {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int mostSearches = 8; // at a time; a daemon that hangs keeps one for as long as D-Bus waits
-constexpr std::uint16_t hiSlipPort = 4880;
+constexpr int anyInterfaceOrProtocol = -1;
+constexpr int ipv4 = 0;                           // Avahi's number of the protocol
+constexpr std::size_t mostResolving = 64;         // a bus drops a connection's calls beyond 128 that wait for replies
+constexpr std::uint64_t noTimeLimit = UINT64_MAX; // the search has one of its own
 
-struct ServiceType
+struct BusRelease
 {
-    const char* name;
-    ViUInt32 bit; ///< in SearchSettings::networkSearches
+    void operator()(sd_bus* bus) const { sd_bus_close_unref(bus); }
+
+    void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
 };
 
-constexpr std::array<ServiceType, 3> serviceTypes = {{{"_vxi-11._tcp", 1}, {"_hislip._tcp", 2}, {"_scpi-raw._tcp", 4}}};
-
-/// Name, type and domain: what makes two announcements, of several interfaces and protocols, the same service.
-using Service = std::tuple<std::string, std::string, std::string>;
-
-struct Address
-{
-    AvahiProtocol protocol;
-    std::string host; ///< as it stands in a resource string
-    std::uint16_t port;
-};
-
-std::string resourceName(const std::string& type, const Address& address)
-{
-    const std::string board = "TCPIP0::" + address.host + "::";
-    const std::string port = std::to_string(address.port);
-    if (type == "_vxi-11._tcp")
-        return board + "inst0::INSTR";
-    if (type == "_hislip._tcp")
-        return board + "hislip0" + (address.port == hiSlipPort ? "" : "," + port) + "::INSTR";
-    return board + port + "::SOCKET";
-}
-
-/// What a search has found so far, shared by its thread and by the one that waits for it.
-class Findings
-{
-public:
-    void add(const Service& service, const Address& address)
-    {
-        const std::lock_guard lock(m_mutex);
-        const auto [entry, isNew] = m_addresses.emplace(service, address);
-        // IPv4 before IPv6, and of several the same one each time.
-        const auto rank = [](const Address& each) { return std::tuple(each.protocol != AVAHI_PROTO_INET, each.host); };
-        if (!isNew && rank(address) < rank(entry->second))
-            entry->second = address;
-    }
-
-    void complete()
-    {
-        const std::lock_guard lock(m_mutex);
-        m_complete = true;
-        m_completed.notify_all();
-    }
-
-    std::vector<std::string> resourcesBy(Clock::time_point deadline)
-    {
-        std::unique_lock lock(m_mutex);
-        m_completed.wait_until(lock, deadline, [this] { return m_complete; });
-        std::vector<std::string> resources;
-        for (const auto& [service, address] : m_addresses)
-            resources.push_back(resourceName(std::get<1>(service), address));
-        std::sort(resources.begin(), resources.end());
-        resources.erase(std::unique(resources.begin(), resources.end()), resources.end());
-        return resources;
-    }
-
-private:
-    std::mutex m_mutex;
-    std::condition_variable m_completed;
-    std::map<Service, Address> m_addresses;
-    bool m_complete = false;
-};
-
-struct AvahiRelease
-{
-    void operator()(AvahiSimplePoll* poll) const { avahi_simple_poll_free(poll); }
-
-    void operator()(AvahiClient* client) const { avahi_client_free(client); }
-};
-
-/// One search in the daemon's knowledge, in a thread of its own.
+/// One search in the knowledge of the system's Avahi daemon, through its D-Bus interface.
+///
+/// Nothing here waits for a reply: sd-bus has no time limit for a bus that accepts a connection and then never answers.
+/// The daemon addresses its signals to this connection, so no match rule is needed either.
 class ServiceSearch
 {
 public:
-    explicit ServiceSearch(Findings& findings) : m_findings(findings) {}
+    ServiceSearch() = default;
+    ServiceSearch(const ServiceSearch&) = delete;
+    ServiceSearch& operator=(const ServiceSearch&) = delete;
 
-    void run(ViUInt32 searches, Clock::time_point deadline)
+    /// Returns what was found by the deadline, or by the time that everything has answered.
+    [[nodiscard]] std::vector<std::string> run(ViUInt32 searches, Clock::time_point deadline)
     {
-        const std::unique_ptr<AvahiSimplePoll, AvahiRelease> poll(avahi_simple_poll_new());
-        if (!poll)
-            return;
-        // Fails at once where there is no daemon. The client frees browsers and resolvers that are left.
-        const std::unique_ptr<AvahiClient, AvahiRelease> client(
-            avahi_client_new(avahi_simple_poll_get(poll.get()), AvahiClientFlags(0), clientChanged, this, nullptr));
-        if (!client)
-            return;
+        sd_bus* opened = nullptr;
+        if (sd_bus_open_system(&opened) < 0)
+            return {};
+        m_bus.reset(opened);
+        if (sd_bus_add_filter(opened, nullptr, signalled, this) < 0)
+            return {};
         for (const ServiceType& type : serviceTypes)
         {
-            const bool wanted = (searches & type.bit) != 0;
-            if (wanted && avahi_service_browser_new(client.get(), AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, type.name,
-                                                    nullptr, AvahiLookupFlags(0), browsed, this) != nullptr)
-                ++m_unanswered;
+            if ((searches & type.search) != 0 && call("ServiceBrowserNew", browsing, "iissu", anyInterfaceOrProtocol,
+                                                      anyInterfaceOrProtocol, type.name, "", 0U))
+                ++m_browsing;
         }
-        while (m_unanswered > 0)
-        {
-            const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
-            const auto wait = static_cast<int>(std::min<std::int64_t>(left, std::numeric_limits<int>::max()));
-            if (left <= 0 || avahi_simple_poll_iterate(poll.get(), wait) != 0)
-                return;
-        }
+        while (!isComplete() && process(deadline))
+            continue;
+        return m_services.resources();
     }
 
 private:
-    static void clientChanged(AvahiClient* /*client*/, AvahiClientState state, void* search)
+    /// Handles one message, or waits for the next. False where the bus has failed or the time is over.
+    bool process(Clock::time_point deadline)
     {
-        if (state == AVAHI_CLIENT_FAILURE)
-            static_cast<ServiceSearch*>(search)->m_unanswered = 0;
-    }
-
-    static void browsed(AvahiServiceBrowser* browser, AvahiIfIndex interface, AvahiProtocol protocol,
-                        AvahiBrowserEvent event, const char* name, const char* type, const char* domain,
-                        AvahiLookupResultFlags /*flags*/, void* search)
-    {
-        auto& self = *static_cast<ServiceSearch*>(search);
-        // "All for now" comes before the resolvers have answered, so they are counted as well.
-        if (event == AVAHI_BROWSER_ALL_FOR_NOW || event == AVAHI_BROWSER_FAILURE)
-            --self.m_unanswered;
-        if (event != AVAHI_BROWSER_NEW)
-            return;
-        const AvahiProtocol wanted = protocol == AVAHI_PROTO_INET ? AVAHI_PROTO_INET : AVAHI_PROTO_UNSPEC;
-        if (avahi_service_resolver_new(avahi_service_browser_get_client(browser), interface, protocol, name, type,
-                                       domain, wanted, AvahiLookupFlags(0), resolved, search) != nullptr)
-            ++self.m_unanswered;
-    }
-
-    static void resolved(AvahiServiceResolver* resolver, AvahiIfIndex interface, AvahiProtocol /*protocol*/,
-                         AvahiResolverEvent event, const char* name, const char* type, const char* domain,
-                         const char* /*hostName*/, const AvahiAddress* address, std::uint16_t port,
-                         AvahiStringList* /*texts*/, AvahiLookupResultFlags /*flags*/, void* search)
-    {
-        auto& self = *static_cast<ServiceSearch*>(search);
-        if (event == AVAHI_RESOLVER_FOUND)
-            self.m_findings.add({name, type, domain}, {address->proto, hostField(*address, interface), port});
-        avahi_service_resolver_free(resolver);
-        --self.m_unanswered;
-    }
-
-    /// An address as it stands in a resource string: one of IPv6 in brackets, with its interface if only that knows it.
-    static std::string hostField(const AvahiAddress& address, AvahiIfIndex interface)
-    {
-        std::array<char, AVAHI_ADDRESS_STR_MAX> text = {};
-        avahi_address_snprint(text.data(), text.size(), &address);
-        if (address.proto == AVAHI_PROTO_INET)
-            return text.data();
-        std::string host = text.data();
-        std::array<char, IF_NAMESIZE> interfaceName = {};
-        if (host.rfind("fe80:", 0) == 0 &&
-            if_indextoname(static_cast<unsigned>(interface), interfaceName.data()) != nullptr)
-            host.append("%").append(interfaceName.data());
-        return "[" + host + "]";
-    }
-
-    Findings& m_findings;
-    int m_unanswered = 0; ///< browsers and resolvers
-};
-
-/// Room for so many searches at a time.
-class SearchSlots
-{
-public:
-    /// Never destroyed: a search may still run while the process ends.
-    static SearchSlots& instance()
-    {
-        static auto* slots = new SearchSlots;
-        return *slots;
-    }
-
-    /// False where none has become free by then.
-    bool take(Clock::time_point deadline)
-    {
-        std::unique_lock lock(m_mutex);
-        if (!m_released.wait_until(lock, deadline, [this] { return m_taken < mostSearches; }))
+        const auto left = std::chrono::ceil<std::chrono::microseconds>(deadline - Clock::now()).count();
+        if (left <= 0)
             return false;
-        ++m_taken;
+        const int processed = sd_bus_process(m_bus.get(), nullptr);
+        // It is 0 as well after a callback ran that has completed the search.
+        if (processed != 0 || isComplete())
+            return processed >= 0;
+        const int waited = sd_bus_wait(m_bus.get(), static_cast<std::uint64_t>(left));
+        return waited >= 0 || waited == -EINTR;
+    }
+
+    [[nodiscard]] bool isComplete() const
+    {
+        return m_hasFailed || (m_browsing == 0 && m_resolving == 0 && m_unresolved.empty());
+    }
+
+    /// Calls a method of the daemon, which is not started for this. False where that is impossible.
+    template <typename... Arguments>
+    bool call(const char* method, sd_bus_message_handler_t answered, const char* types, Arguments... arguments)
+    {
+        sd_bus_message* created = nullptr;
+        const int result = sd_bus_message_new_method_call(m_bus.get(), &created, "org.freedesktop.Avahi", "/",
+                                                          "org.freedesktop.Avahi.Server", method);
+        const std::unique_ptr<sd_bus_message, BusRelease> message(created);
+        return result >= 0 && sd_bus_message_append(created, types, arguments...) >= 0 &&
+               sd_bus_message_set_auto_start(created, 0) >= 0 &&
+               sd_bus_call_async(m_bus.get(), nullptr, created, answered, this, noTimeLimit) >= 0;
+    }
+
+    /// Runs a callback's work. No exception may pass through sd-bus; it ends the search.
+    template <typename Work>
+    static int handle(void* search, Work work) noexcept
+    {
+        auto& self = *static_cast<ServiceSearch*>(search);
+        try
+        {
+            work(self);
+        }
+        catch (...)
+        {
+            self.m_hasFailed = true;
+        }
+        return 0;
+    }
+
+    static int browsing(sd_bus_message* reply, void* search, sd_bus_error* /*error*/)
+    {
+        // A browser that is made reports its end by a signal.
+        return handle(search, [&](ServiceSearch& self) {
+            self.m_browsing -= sd_bus_message_is_method_error(reply, nullptr) > 0 ? 1 : 0;
+        });
+    }
+
+    static int signalled(sd_bus_message* message, void* search, sd_bus_error* /*error*/)
+    {
+        return handle(search, [&](ServiceSearch& self) {
+            const auto is = [&](const char* member) {
+                return sd_bus_message_is_signal(message, "org.freedesktop.Avahi.ServiceBrowser", member) > 0;
+            };
+            // "All for now" comes before the resolvers have answered, so they are counted as well.
+            if (is("AllForNow") || is("Failure"))
+                self.m_browsing -= self.m_ended.insert(sd_bus_message_get_path(message)).second ? 1 : 0;
+            Announcement announcement = {};
+            if (is("ItemNew") && readAnnouncement(message, announcement))
+                self.m_unresolved.push(std::move(announcement));
+            else if (is("ItemRemove") && readAnnouncement(message, announcement))
+                self.m_services.remove(announcement);
+            self.resolveMore();
+        });
+    }
+
+    void resolveMore()
+    {
+        for (; m_resolving < mostResolving && !m_unresolved.empty(); m_unresolved.pop())
+        {
+            const auto& [interface, protocol, name, type, domain] = m_unresolved.front();
+            if (call("ResolveService", resolved, "iisssiu", interface, protocol, name.c_str(), type.c_str(),
+                     domain.c_str(), protocol == ipv4 ? ipv4 : anyInterfaceOrProtocol, 0U))
+                ++m_resolving;
+        }
+    }
+
+    static int resolved(sd_bus_message* reply, void* search, sd_bus_error* /*error*/)
+    {
+        return handle(search, [&](ServiceSearch& self) {
+            --self.m_resolving;
+            Announcement announcement = {};
+            const char* hostName = nullptr;
+            int protocol = 0;
+            const char* address = nullptr;
+            ViUInt16 port = 0;
+            // An error has no such values.
+            if (readAnnouncement(reply, announcement) &&
+                sd_bus_message_read(reply, "sisq", &hostName, &protocol, &address, &port) > 0)
+                self.m_services.add(announcement,
+                                    {protocol == ipv4, address, interfaceName(announcement.interface), port});
+            self.resolveMore();
+        });
+    }
+
+    static bool readAnnouncement(sd_bus_message* message, Announcement& announcement)
+    {
+        const char* name = nullptr;
+        const char* type = nullptr;
+        const char* domain = nullptr;
+        if (sd_bus_message_read(message, "iisss", &announcement.interface, &announcement.protocol, &name, &type,
+                                &domain) <= 0)
+            return false;
+        announcement.name = name;
+        announcement.type = type;
+        announcement.domain = domain;
         return true;
     }
 
-    void release()
+    static std::string interfaceName(int interface)
     {
-        const std::lock_guard lock(m_mutex);
-        --m_taken;
-        m_released.notify_one();
+        std::array<char, IF_NAMESIZE> name = {};
+        return if_indextoname(static_cast<unsigned>(interface), name.data()) == nullptr ? "" : name.data();
     }
 
-private:
-    std::mutex m_mutex;
-    std::condition_variable m_released;
-    int m_taken = 0;
+    std::unique_ptr<sd_bus, BusRelease> m_bus;
+    NetworkServices m_services;
+    std::queue<Announcement> m_unresolved;
+    std::set<std::string> m_ended; ///< the paths of the browsers that have reported everything they know
+    int m_browsing = 0;
+    std::size_t m_resolving = 0;
+    bool m_hasFailed = false;
 };
-
-/// Starts a thread that takes none of the client's signals.
-template <typename Work>
-void startQuietly(Work work)
-{
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    try
-    {
-        std::thread(std::move(work)).detach();
-    }
-    catch (...)
-    {
-        pthread_sigmask(SIG_SETMASK, &before, nullptr);
-        throw;
-    }
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-}
 
 } // namespace
 
 std::vector<std::string> networkInstrumentResources(const SearchSettings& settings)
 {
-    const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(settings.milliseconds);
-    if (settings.networkSearches == 0 || settings.milliseconds == 0 || !SearchSlots::instance().take(deadline))
+    if (settings.networkSearches == 0 || settings.milliseconds == 0)
         return {};
-
-    // The client library waits for a daemon that hangs, longer than a search may take. So the search has a thread that
-    // nobody waits for, and what the two share lives as long as either.
-    const auto findings = std::make_shared<Findings>();
-    try
-    {
-        startQuietly([findings, searches = settings.networkSearches, deadline] {
-            ServiceSearch(*findings).run(searches, deadline);
-            findings->complete();
-            SearchSlots::instance().release();
-        });
-    }
-    catch (...)
-    {
-        SearchSlots::instance().release();
-        throw;
-    }
-    return findings->resourcesBy(deadline);
+    return ServiceSearch().run(settings.networkSearches,
+                               Clock::now() + std::chrono::milliseconds(settings.milliseconds));
 }
+
+} // namespace standin

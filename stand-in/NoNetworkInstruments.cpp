@@ -5,7 +5,12 @@
 
 #include "NetworkInstruments.h"
 
+namespace standin
+{
+
 std::vector<std::string> networkInstrumentResources(const SearchSettings& /*settings*/)
 {
     return {};
 }
+
+} // namespace standin

@@ -6,6 +6,9 @@
 #include <iterator>
 #include <utility>
 
+namespace standin
+{
+
 Objects& Objects::instance()
 {
     static auto* objects = new Objects;
@@ -69,3 +72,5 @@ bool Objects::close(ViObject handle)
         list = list->second.owner == handle ? m_lists.erase(list) : std::next(list);
     return m_sessions.erase(handle) != 0;
 }
+
+} // namespace standin

@@ -11,6 +11,9 @@
 #include <string>
 #include <vector>
 
+namespace standin
+{
+
 /// What a session of the resource manager is told about searches in the network.
 struct SearchSettings
 {
@@ -53,3 +56,5 @@ private:
     std::map<ViFindList, FindList> m_lists;
     ViObject m_lastHandle = VI_NULL;
 };
+
+} // namespace standin

@@ -5,6 +5,9 @@
 
 #include <string_view>
 
+namespace standin
+{
+
 namespace
 {
 
@@ -75,3 +78,5 @@ bool ResourceExpression::matches(const std::string& name) const
 {
     return re2::RE2::FullMatch(name, m_pattern);
 }
+
+} // namespace standin

@@ -7,6 +7,9 @@
 
 #include <re2/re2.h>
 
+namespace standin
+{
+
 /// A VISA search expression (VPP-4.3, "viFindRsrc"), which matches whole resource names in any letter case.
 ///
 /// `?` is any character, `*` and `+` repeat the character or group before them, `\` takes the next character
@@ -24,3 +27,5 @@ public:
 private:
     re2::RE2 m_pattern;
 };
+
+} // namespace standin

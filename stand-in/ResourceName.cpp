@@ -3,39 +3,62 @@
 
 #include "ResourceName.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 
 #include <re2/re2.h>
+
+namespace standin
+{
 
 namespace
 {
 
 struct Form
 {
-    re2::RE2 pattern; ///< captures the board number and what stands between it and the class
+    /// Captures the board number, what stands between it and the class, and the numbers to check there.
+    re2::RE2 pattern;
     ViUInt16 interfaceType;
     const char* keyword;
     const char* defaultDevice; ///< what stands before the class where the name leaves it out
     const char* resourceClass;
+    ViUInt16 lowest; ///< of the numbers to check; the highest is 65535
 };
 
-constexpr const char* host = R"((?:[!-9;-Z^-~]+|\[[!-Z^-~]+\]))";
-
-/// VPP-4.3, "Address string grammar". The form that leaves out the LAN device stands before the one that has it.
-const std::array<Form, 5>& forms()
+/// VPP-4.3, "Address string grammar". The form that leaves out the LAN device stands before those that have it.
+const std::array<Form, 7>& forms()
 {
+    const std::string address = R"((?:[0-2]?\d|30))"; // of GPIB, primary and secondary
+    const std::string id = R"(::(?:0x[0-9A-F]{1,4}|(\d{1,5})))";
+    const std::string lan = R"((?i)TCPIP(\d*)(::(?:[!-9;-Z^-~]+|\[[0-9A-F:.]+(?:%[!-9;-Z^-~]+)?\]))";
     // Never destroyed: a thread of the client may still call while the process ends.
-    static const auto& table = *new const std::array<Form, 5>{{
-        {R"((?i)ASRL(\d*)()(?:::INSTR)?)", VI_INTF_ASRL, "ASRL", "", "INSTR"},
-        {R"((?i)USB(\d*)((?:::(?:0x[0-9A-F]{1,4}|\d{1,5})){2}::[!-9;-~]+(?:::\d+)?)(?:::INSTR)?)", VI_INTF_USB, "USB",
-         "", "INSTR"},
-        {std::string("(?i)TCPIP(\\d*)(::") + host + ")(?:::INSTR)?", VI_INTF_TCPIP, "TCPIP", "::inst0", "INSTR"},
-        {std::string("(?i)TCPIP(\\d*)(::") + host + R"(::(?:inst|hislip)\d+(?:,\d+)?)(?:::INSTR)?)", VI_INTF_TCPIP,
-         "TCPIP", "", "INSTR"},
-        {std::string("(?i)TCPIP(\\d*)(::") + host + R"(::\d+)::SOCKET)", VI_INTF_TCPIP, "TCPIP", "", "SOCKET"},
+    static const auto& table = *new const std::array<Form, 7>{{
+        {R"((?i)ASRL(\d*)()()()(?:::INSTR)?)", VI_INTF_ASRL, "ASRL", "", "INSTR", 0},
+        {R"((?i)GPIB(\d*)(::)" + address + "(?:::" + address + ")?)()()(?:::INSTR)?", VI_INTF_GPIB, "GPIB", "", "INSTR",
+         0},
+        {R"((?i)USB(\d*)()" + id + id + R"(::[!-9;-~]+(?:::\d+)?)(?:::INSTR)?)", VI_INTF_USB, "USB", "", "INSTR", 0},
+        {lan + ")()()(?:::INSTR)?", VI_INTF_TCPIP, "TCPIP", "::inst0", "INSTR", 1},
+        {lan + R"(::(?:inst|gpib)\d+(?:,\d+){0,2})()()(?:::INSTR)?)", VI_INTF_TCPIP, "TCPIP", "", "INSTR", 1},
+        {lan + R"(::hislip\d+(?:,(\d+))?)()(?:::INSTR)?)", VI_INTF_TCPIP, "TCPIP", "", "INSTR", 1},
+        {lan + R"(::(\d+))()::SOCKET)", VI_INTF_TCPIP, "TCPIP", "", "SOCKET", 1},
     }};
     return table;
+}
+
+/// A number of 16 bits, or nothing where there are no digits or too many.
+std::optional<ViUInt16> toNumber(const std::string& digits)
+{
+    ViUInt16 number = 0;
+    const auto conversion = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+    return conversion.ec == std::errc() ? std::optional(number) : std::nullopt;
+}
+
+/// A class without what must stand before it looks like a host.
+bool lacksHost(const std::string& device)
+{
+    static const auto& pattern = *new const re2::RE2("(?i)::(?:INSTR|SOCKET)");
+    return re2::RE2::FullMatch(device, pattern);
 }
 
 } // namespace
@@ -44,16 +67,22 @@ std::optional<ParsedResource> parseResourceName(const std::string& name)
 {
     for (const Form& form : forms())
     {
-        std::string number;
+        std::string board;
         std::string device;
-        if (!re2::RE2::FullMatch(name, form.pattern, &number, &device))
+        std::array<std::string, 2> numbers;
+        if (!re2::RE2::FullMatch(name, form.pattern, &board, &device, numbers.data(), &numbers[1]))
             continue;
-        ViUInt16 board = 0;
-        const auto conversion = std::from_chars(number.data(), number.data() + number.size(), board);
-        if (conversion.ec == std::errc::result_out_of_range)
+        const std::optional<ViUInt16> boardNumber = toNumber(board.empty() ? "0" : board);
+        const auto isWrong = [&](const std::string& digits) {
+            const std::optional<ViUInt16> number = toNumber(digits);
+            return !digits.empty() && (!number || *number < form.lowest);
+        };
+        if (!boardNumber || lacksHost(device) || std::any_of(numbers.begin(), numbers.end(), isWrong))
             return std::nullopt;
-        const std::string expanded = form.keyword + std::to_string(board) + device + form.defaultDevice + "::";
-        return ParsedResource{form.interfaceType, board, form.resourceClass, expanded + form.resourceClass};
+        const std::string expanded = form.keyword + std::to_string(*boardNumber) + device + form.defaultDevice + "::";
+        return ParsedResource{form.interfaceType, *boardNumber, form.resourceClass, expanded + form.resourceClass};
     }
     return std::nullopt;
 }
+
+} // namespace standin

@@ -10,6 +10,9 @@
 
 #include <libudev.h>
 
+namespace standin
+{
+
 namespace
 {
 
@@ -39,3 +42,5 @@ std::vector<std::string> serialPortResources()
         resources.push_back("ASRL" + std::to_string(number) + "::INSTR");
     return resources;
 }
+
+} // namespace standin

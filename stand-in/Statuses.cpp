@@ -3,6 +3,9 @@
 
 #include "Statuses.h"
 
+namespace standin
+{
+
 const char* statusDescription(ViStatus status)
 {
     switch (status)
@@ -37,3 +40,5 @@ const char* statusDescription(ViStatus status)
         return nullptr;
     }
 }
+
+} // namespace standin

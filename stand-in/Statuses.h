@@ -5,5 +5,10 @@
 
 #include "visa/visa.h"
 
+namespace standin
+{
+
 /// The standard's words for a status that this library returns (VPP-4.3, "Completion codes"), or null.
 [[nodiscard]] const char* statusDescription(ViStatus status);
+
+} // namespace standin

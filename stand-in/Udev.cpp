@@ -5,6 +5,9 @@
 
 #include <libudev.h>
 
+namespace standin
+{
+
 namespace
 {
 
@@ -52,3 +55,5 @@ std::string udevAttribute(udev_device* device, const char* name)
     const char* value = udev_device_get_sysattr_value(device, name);
     return value == nullptr ? std::string() : value;
 }
+
+} // namespace standin

@@ -10,6 +10,9 @@
 struct udev;
 struct udev_device;
 
+namespace standin
+{
+
 struct UdevRelease
 {
     void operator()(udev* context) const;
@@ -25,3 +28,5 @@ using UdevDevice = std::unique_ptr<udev_device, UdevRelease>;
 
 /// A sysfs attribute, empty where the device has none.
 [[nodiscard]] std::string udevAttribute(udev_device* device, const char* name);
+
+} // namespace standin

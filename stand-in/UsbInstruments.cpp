@@ -9,10 +9,13 @@
 #include <cctype>
 #include <cstdlib>
 #include <map>
-#include <set>
 #include <string_view>
+#include <utility>
 
 #include <libudev.h>
+
+namespace standin
+{
 
 namespace
 {
@@ -26,22 +29,6 @@ bool isUsbtmcInterface(udev_device* device)
            udevAttribute(device, "bInterfaceClass") == "fe" && udevAttribute(device, "bInterfaceSubClass") == "03";
 }
 
-/// A serial number as it can stand in a resource string.
-std::string serialNumberField(const std::string& serialNumber)
-{
-    constexpr std::string_view blanks = " \t\r\n";
-    // What means nothing in a resource string, in a search expression and in visa.conf.
-    constexpr std::string_view harmless = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._";
-    const std::size_t first = serialNumber.find_first_not_of(blanks);
-    if (first == std::string::npos)
-        return {};
-    std::string field = serialNumber.substr(first, serialNumber.find_last_not_of(blanks) - first + 1);
-    field.resize(std::min(field.size(), longestSerialNumber));
-    std::replace_if(
-        field.begin(), field.end(), [&](char byte) { return harmless.find(byte) == std::string_view::npos; }, '_');
-    return field;
-}
-
 /// `0x` and the four digits of a sysfs number such as "1ab1".
 std::string usbId(std::string digits)
 {
@@ -50,16 +37,8 @@ std::string usbId(std::string digits)
     return "0x" + digits;
 }
 
-struct UsbInstrument
-{
-    std::string model;        ///< the resource string up to the serial number
-    std::string serialNumber; ///< empty where the device has none
-    std::string place;        ///< where it is plugged in
-    std::set<unsigned long> interfaces;
-};
-
-/// Every device that has a USBTMC interface, by its path in sysfs.
-std::map<std::string, UsbInstrument> usbInstruments()
+/// Every device that has a USBTMC interface, in the order of the paths in sysfs.
+std::vector<UsbInstrument> usbInstruments()
 {
     std::map<std::string, UsbInstrument> instruments;
     for (const UdevDevice& interface : udevDevices("usb"))
@@ -77,21 +56,38 @@ std::map<std::string, UsbInstrument> usbInstruments()
         const std::string number = udevAttribute(interface.get(), "bInterfaceNumber");
         instrument.interfaces.insert(std::strtoul(number.c_str(), nullptr, 16));
     }
-    return instruments;
+    std::vector<UsbInstrument> ordered;
+    for (auto& [path, instrument] : instruments)
+        ordered.push_back(std::move(instrument));
+    return ordered;
 }
 
 } // namespace
 
-std::vector<std::string> usbInstrumentResources()
+std::string serialNumberField(const std::string& serialNumber)
 {
-    const std::map<std::string, UsbInstrument> instruments = usbInstruments();
+    constexpr std::string_view blanks = " \t\r\n";
+    // What means nothing in a resource string, in a search expression and in visa.conf.
+    constexpr std::string_view harmless = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._";
+    const std::size_t first = serialNumber.find_first_not_of(blanks);
+    if (first == std::string::npos)
+        return {};
+    std::string field = serialNumber.substr(first, serialNumber.find_last_not_of(blanks) - first + 1);
+    field.resize(std::min(field.size(), longestSerialNumber));
+    std::replace_if(
+        field.begin(), field.end(), [&](char byte) { return harmless.find(byte) == std::string_view::npos; }, '_');
+    return field;
+}
+
+std::vector<std::string> usbResourceNames(const std::vector<UsbInstrument>& instruments)
+{
     std::multiset<std::string> names;
-    for (const auto& [path, instrument] : instruments)
+    for (const UsbInstrument& instrument : instruments)
         names.insert(instrument.model + instrument.serialNumber);
 
     std::vector<std::string> resources;
-    std::set<std::string> given;
-    for (const auto& [path, instrument] : instruments)
+    std::set<std::string> taken;
+    for (const UsbInstrument& instrument : instruments)
     {
         // Some makers give every device the same serial number.
         std::string name = instrument.model + instrument.serialNumber;
@@ -99,8 +95,8 @@ std::vector<std::string> usbInstrumentResources()
             name += instrument.place;
         else if (names.count(name) > 1)
             name += "-" + instrument.place;
-        // And some have the name that another one got just now.
-        while (!given.insert(name).second)
+        // The name may still be that of a device before it.
+        while (!taken.insert(name).second)
             name += "-" + instrument.place;
         for (const unsigned long number : instrument.interfaces)
         {
@@ -111,3 +107,10 @@ std::vector<std::string> usbInstrumentResources()
     std::sort(resources.begin(), resources.end());
     return resources;
 }
+
+std::vector<std::string> usbInstrumentResources()
+{
+    return usbResourceNames(usbInstruments());
+}
+
+} // namespace standin

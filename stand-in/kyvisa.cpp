@@ -17,6 +17,9 @@
 #include <limits>
 #include <new>
 
+namespace standin
+{
+
 namespace
 {
 
@@ -83,6 +86,10 @@ std::vector<std::string> findResources(const ResourceExpression& expression, con
 
 } // namespace
 
+} // namespace standin
+
+using namespace standin;
+
 ViStatus viOpenDefaultRM(ViSession* resourceManager)
 {
     return guarded([&](Objects& objects) {
@@ -119,7 +126,7 @@ ViStatus viGetAttribute(ViObject object, ViAttr attribute, void* value)
         switch (attribute)
         {
         case VI_ATTR_RSRC_MANF_ID:
-            *static_cast<ViUInt16*>(value) = configuration::provider();
+            *static_cast<ViUInt16*>(value) = provider();
             return VI_SUCCESS;
         case VI_ATTR_RSRC_MANF_NAME:
             giveText(static_cast<ViChar*>(value), manufacturer);
@@ -188,7 +195,7 @@ ViStatus viParseRsrcEx(ViSession resourceManager, ViConstString name, ViUInt16* 
             return VI_ERROR_INV_OBJECT;
         if (name == nullptr)
             return VI_ERROR_INV_RSRC_NAME;
-        const configuration::ResolvedName resolved = configuration::resolve(name);
+        const ResolvedName resolved = resolve(name);
         const std::optional<ParsedResource> parsed = parseResourceName(resolved.resource);
         if (!parsed || parsed->expandedName.size() >= VI_FIND_BUFLEN)
             return VI_ERROR_INV_RSRC_NAME;
@@ -196,7 +203,7 @@ ViStatus viParseRsrcEx(ViSession resourceManager, ViConstString name, ViUInt16* 
         give(interfaceNumber, parsed->interfaceNumber);
         giveText(resourceClass, parsed->resourceClass);
         giveText(expandedName, parsed->expandedName);
-        giveText(alias, resolved.alias.empty() ? configuration::aliasOf(parsed->expandedName) : resolved.alias);
+        giveText(alias, resolved.alias.empty() ? aliasOf(parsed->expandedName) : resolved.alias);
         return VI_SUCCESS;
     });
 }

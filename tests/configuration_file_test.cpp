@@ -5,12 +5,10 @@
 #include "config/ConfigurationFile.h"
 #include "config/ModernConfigurationFile.h"
 
-#include <csignal>
 #include <set>
 
 #include <gmock/gmock.h>
 
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -23,15 +21,6 @@ namespace
 {
 
 const std::string version = ":KyVisaConfigurationFileVersion01\n";
-const std::string saved = version + ":Provider=3996\n";
-
-std::vector<std::string> filesIn(const std::filesystem::path& directory)
-{
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(directory))
-        names.push_back(entry.path().filename().string());
-    return names;
-}
 
 mode_t modeOf(const std::filesystem::path& path)
 {
@@ -73,74 +62,6 @@ class Lines : public Table
 };
 
 } // namespace
-
-TEST(Saving, FollowsLinksAndKeepsTheMode)
-{
-    writeFile("real/visa.conf", version);
-    std::filesystem::permissions("real/visa.conf", std::filesystem::perms(0640));
-    std::filesystem::create_symlink("visa.conf", "real/link");
-    std::filesystem::create_symlink("real/link", "first");
-    std::filesystem::create_symlink("new", "dangling");
-    std::filesystem::create_symlink("loop", "loop");
-    ASSERT_EQ(::mkfifo("pipe", 0600), 0);
-    ::umask(027);
-    ModernConfigurationFile("pipe").save();
-    EXPECT_TRUE(std::filesystem::is_fifo("pipe"));
-    for (const char* link : {"first", "dangling", "loop"})
-    {
-        ModernConfigurationFile(link).save();
-        EXPECT_TRUE(std::filesystem::is_symlink(link)) << link;
-    }
-    EXPECT_EQ(readFile("real/visa.conf") + readFile("new"), saved + saved);
-    EXPECT_EQ(modeOf("real/visa.conf"), 0640U);
-    EXPECT_EQ(modeOf("new"), 0640U);
-    EXPECT_THAT(filesIn("."), UnorderedElementsAre("real", "first", "dangling", "new", "loop", "pipe"));
-}
-
-TEST(Saving, LeavesTheOldFileWholeWhenItFails)
-{
-    writeFile("visa.conf", version + "KEEP=me\n");
-    ModernConfigurationFile file("visa.conf");
-    file.m_resources = {std::string(100000, 'x')};
-    std::signal(SIGXFSZ, SIG_IGN);
-    const rlimit small = {1000, RLIM_INFINITY};
-    ::setrlimit(RLIMIT_FSIZE, &small);
-    file.save();
-    EXPECT_EQ(readFile("visa.conf"), version + "KEEP=me\n");
-    EXPECT_THAT(filesIn("."), ElementsAre("visa.conf"));
-}
-
-TEST(Saving, RespectsWriteProtection)
-{
-    writeFile("protected", "KEEP=me\n");
-    std::filesystem::permissions("protected", std::filesystem::perms(0444));
-    // Root may write to any file, so it steps down for this.
-    const uid_t user = ::geteuid();
-    const uid_t other = user == 0 ? 65534 : user;
-    ASSERT_EQ(::chown(".", other, static_cast<gid_t>(-1)), 0);
-    ASSERT_EQ(::seteuid(other), 0);
-    ModernConfigurationFile("protected").save();
-    ModernConfigurationFile("unprotected").save();
-    ASSERT_EQ(::seteuid(user), 0);
-    EXPECT_EQ(readFile("protected"), "KEEP=me\n");
-    EXPECT_EQ(readFile("unprotected"), saved);
-}
-
-TEST(Saving, KeepsACopyOfWhatItCouldNotRead)
-{
-    const std::string notOurs = "\xef\xbb\xbf" + version + "KEEP=me\n";
-    const std::string stopsReading = version + ":Provider=none\nKEEP=me\n";
-    for (const std::string& text : {notOurs, stopsReading, saved + "READ=me\n", std::string()})
-    {
-        writeFile("visa.conf", text);
-        std::filesystem::permissions("visa.conf", std::filesystem::perms(0604));
-        ModernConfigurationFile("visa.conf").save();
-        EXPECT_EQ(readFile("visa.conf"), saved);
-    }
-    EXPECT_EQ(readFile("visa.conf.~1~") + readFile("visa.conf.~2~"), notOurs + stopsReading);
-    EXPECT_EQ(modeOf("visa.conf.~2~"), 0604U);
-    EXPECT_THAT(filesIn("."), UnorderedElementsAre("visa.conf", "visa.conf.~1~", "visa.conf.~2~"));
-}
 
 TEST_P(FirstLine, SaysWhoseTheFileIs)
 {

@@ -44,6 +44,7 @@ constexpr ViStatus VI_ERROR_NSUP_OPER = static_cast<ViStatus>(0xBFFF0067);
 constexpr ViStatus VI_ERROR_USER_BUF = static_cast<ViStatus>(0xBFFF0071);
 static_assert(VI_ERROR_RSRC_NFOUND == -1073807343);
 
+constexpr ViUInt16 VI_INTF_GPIB = 1;
 constexpr ViUInt16 VI_INTF_ASRL = 4;
 constexpr ViUInt16 VI_INTF_TCPIP = 6;
 constexpr ViUInt16 VI_INTF_USB = 7;
