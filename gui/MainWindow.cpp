@@ -19,6 +19,7 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QMessageBox>
+#include <QPainter>
 #include <QStyledItemDelegate>
 #include <QToolButton>
 
@@ -56,6 +57,29 @@ public:
         return editor;
     }
 };
+
+/// The icon with a see-through one for its disabled state. The style's own is a grey that looks enabled in the dark.
+QIcon withPaleDisabled(const QIcon& icon)
+{
+    constexpr int largest = 64;
+    constexpr double opacity = 0.35;
+    QIcon result = icon;
+    for (const QSize& size : icon.availableSizes())
+    {
+        if (size.width() > largest)
+            continue;
+        const QPixmap normal = icon.pixmap(size);
+        QPixmap pale(normal.size());
+        pale.setDevicePixelRatio(normal.devicePixelRatio());
+        pale.fill(Qt::transparent);
+        QPainter painter(&pale);
+        painter.setOpacity(opacity);
+        painter.drawPixmap(0, 0, normal);
+        painter.end();
+        result.addPixmap(pale, QIcon::Disabled);
+    }
+    return result;
+}
 
 } // namespace
 
@@ -96,6 +120,8 @@ void MainWindow::setupUi()
         button->setFocusPolicy(Qt::TabFocus);
     refreshButtonStatus();
     ui->actionSave->setEnabled(m_model.isDirty());
+    for (QAction* action : {ui->actionEdit, ui->actionFind, ui->actionSave})
+        action->setIcon(withPaleDisabled(action->icon()));
     showFileName();
 }
 
