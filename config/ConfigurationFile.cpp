@@ -102,6 +102,14 @@ std::string ConfigurationFile::searchConfigFile(bool create)
     return {};
 }
 
+std::string ConfigurationFile::fileToSave() const
+{
+    if (!m_fileName.empty())
+        return m_fileName;
+    const std::string found = searchConfigFile(false);
+    return found.empty() ? perUserFile() : found;
+}
+
 void ConfigurationFile::load()
 {
     if (m_fileName.empty())

@@ -35,6 +35,9 @@ public:
     /// where it does not exist, its directory having been made.
     [[nodiscard]] static std::string searchConfigFile(bool create);
 
+    /// The file that save() writes, which need not exist yet. Makes no directory. Empty where save() writes nothing.
+    [[nodiscard]] std::string fileToSave() const;
+
     /// Loads the file. One that is missing or not in this program's format leaves everything as it is.
     void load();
 

@@ -9,13 +9,17 @@
 #include "ResourceDialog.h"
 #include "RsrcStringEditor.h"
 #include "WindowSettings.h"
+#include "config/ConfigurationFile.h"
 #include "visa/visa.h"
 
 #include <QCloseEvent>
+#include <QFile>
+#include <QFileInfo>
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMessageBox>
+#include <QPainter>
 #include <QStyledItemDelegate>
 #include <QToolButton>
 
@@ -58,6 +62,29 @@ public:
     }
 };
 
+/// The icon with a see-through one for its disabled state. The style's own is a grey that looks enabled in the dark.
+QIcon withPaleDisabled(const QIcon& icon)
+{
+    constexpr int largest = 64;
+    constexpr double opacity = 0.35;
+    QIcon result = icon;
+    for (const QSize& size : icon.availableSizes())
+    {
+        if (size.width() > largest)
+            continue;
+        const QPixmap normal = icon.pixmap(size);
+        QPixmap pale(normal.size());
+        pale.setDevicePixelRatio(normal.devicePixelRatio());
+        pale.fill(Qt::transparent);
+        QPainter painter(&pale);
+        painter.setOpacity(opacity);
+        painter.drawPixmap(0, 0, normal);
+        painter.end();
+        result.addPixmap(pale, QIcon::Disabled);
+    }
+    return result;
+}
+
 } // namespace
 
 MainWindow::MainWindow(QWidget* parent)
@@ -68,6 +95,10 @@ MainWindow::MainWindow(QWidget* parent)
     setupUi();
     setupConnections();
     restoreWindowSettings();
+    const int widest = width() * 2 / 3;
+    QHeaderView& columns = *ui->resourceView->horizontalHeader();
+    if (columns.sectionSize(ConfigurationModel::ResourceColumn) > widest)
+        columns.resizeSection(ConfigurationModel::ResourceColumn, widest);
 }
 
 MainWindow::~MainWindow()
@@ -94,6 +125,9 @@ void MainWindow::setupUi()
         button->setFocusPolicy(Qt::TabFocus);
     refreshButtonStatus();
     ui->actionSave->setEnabled(m_model.isDirty());
+    for (QAction* action : {ui->actionEdit, ui->actionFind, ui->actionSave})
+        action->setIcon(withPaleDisabled(action->icon()));
+    showFileName();
 }
 
 void MainWindow::setupConnections()
@@ -243,9 +277,26 @@ void MainWindow::commitOpenEditor()
     }
 }
 
+void MainWindow::showFileName()
+{
+    const QString name = QFile::decodeName(KyVisa::ConfigurationFile::getInstance().fileToSave().c_str());
+    const QString file = QFileInfo(name).absoluteFilePath();
+    QString text = QCoreApplication::translate("MainWindow", "This is edited: %1").arg(file);
+    if (name.isEmpty())
+        text = QCoreApplication::translate("MainWindow", "There is no place for visa.conf: HOME is not set");
+    else if (!QFile::exists(file))
+        text = QCoreApplication::translate("MainWindow", "The first save makes %1").arg(file);
+    ui->resourceView->setAccessibleDescription(text);
+    // On the table itself it would pop up over every row. A path can look like rich text.
+    ui->resourceView->horizontalHeader()->setToolTip(QLatin1String("<p style='white-space:pre'>") %
+                                                     text.toHtmlEscaped());
+}
+
 void MainWindow::modelDirtyFlagChanged(bool bDirty)
 {
     ui->actionSave->setEnabled(bDirty);
+    if (!bDirty)
+        showFileName();
 }
 
 void MainWindow::closeEvent(QCloseEvent* event)

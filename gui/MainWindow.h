@@ -52,6 +52,7 @@ private:
     void setupConnections();
     /// Shows the new texts of a row at once, its resource identifier in full.
     void showChangedRow(int row);
+    void showFileName();
     /// The selected row, or -1.
     [[nodiscard]] int selectedRow() const;
     void selectRowAfterRemoval(int first, int last);

@@ -5,6 +5,7 @@
 #include "gui/MainWindow.h"
 
 #include <QAbstractButton>
+#include <QAccessible>
 #include <QApplication>
 #include <QComboBox>
 #include <QDeadlineTimer>
@@ -128,6 +129,38 @@ QString namesWith(const char* property, const QStringList& words)
     for (const QString& name : words.mid(1))
         names += named<QObject>(name).property(property).toBool() ? QStringList(name) : QStringList();
     return names.join(' ');
+}
+
+/// Goes round once by Tab. Returns the controls that have no name of their own, and those that
+/// Tab does not reach or reaches twice.
+QString keyboardFaults()
+{
+    QStringList faults;
+    QMap<QWidget*, int> reached;
+    for (auto* each : form().findChildren<QWidget*>())
+    {
+        if (!each->isVisible() || !each->isEnabled() || (each->focusPolicy() & Qt::TabFocus) == 0 || each->focusProxy())
+            continue;
+        reached.insert(each, 0);
+        const QWidget* group = each->parentWidget();
+        const QString name = QAccessible::queryAccessibleInterface(each)->text(QAccessible::Name);
+        if (name.isEmpty() || name == "..." || (name == group->property("title") && each->accessibleName().isEmpty()))
+            faults += "no name: " + each->objectName();
+    }
+    // Waiting for the window would run the next line.
+    QTest::keyClick(form().focusWidget() != nullptr ? form().focusWidget() : &form(), Qt::Key_Tab);
+    for (int presses = reached.size(); presses > 0; --presses)
+    {
+        require(form().focusWidget() != nullptr, "nothing has the focus");
+        ++reached[form().focusWidget()];
+        QTest::keyClick(form().focusWidget(), Qt::Key_Tab);
+    }
+    for (auto each = reached.cbegin(); each != reached.cend(); ++each)
+    {
+        if (each.value() != 1)
+            faults += QString::number(each.value()) + " times: " + each.key()->objectName();
+    }
+    return faults.join("; ");
 }
 
 void choose(QWidget& widget, int index)
@@ -265,6 +298,7 @@ const std::map<QString, Command> commands = {
      {"VIEW Y", nullptr,
       [](Words words) { return contextMenu(named<QAbstractItemView>(words[1]), number(words[2])); }}},
     {"show", {"[WIDGET...]", nullptr, shownByName}},
+    {"keyboard", {"", nullptr, [](Words) { return keyboardFaults(); }}},
     {"visible", {"NAME...", nullptr, [](Words words) { return namesWith("visible", words); }}},
     {"enabled", {"NAME...", nullptr, [](Words words) { return namesWith("enabled", words); }}},
 };
