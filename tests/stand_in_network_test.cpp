@@ -127,8 +127,10 @@ private:
         }
         if (type == "_hislip._tcp")
             signal("ItemNew", type, 0, "4880");
-        signal("AllForNow", type, 0, "");
-        signal("Failure", type, 0, "nothing is left to end");
+        if (type != "_hislip._tcp")
+            signal("AllForNow", type, 0, "");
+        if (type != "_vxi-11._tcp") // after the other it ends nothing
+            signal("Failure", type, 0, "");
     }
 
     void resolveWaiting()
