@@ -139,7 +139,7 @@ QString keyboardFaults()
     QMap<QWidget*, int> reached;
     for (auto* each : form().findChildren<QWidget*>())
     {
-        if (!each->isVisible() || !each->isEnabled() || (each->focusPolicy() & Qt::TabFocus) == 0 || each->focusProxy())
+        if (!each->isVisible() || !each->isEnabled() || each->focusPolicy() == Qt::NoFocus || each->focusProxy())
             continue;
         reached.insert(each, 0);
         const QWidget* group = each->parentWidget();
