@@ -62,6 +62,13 @@ public:
     }
 };
 
+/// Whether the key types a blank. Many keyboards type no-break spaces as well.
+bool isSpace(const QKeyEvent& event)
+{
+    const QString text = event.text();
+    return event.key() == Qt::Key_Space || (text.size() == 1 && text.at(0).category() == QChar::Separator_Space);
+}
+
 /// The icon with a see-through one for its disabled state. The style's own is a grey that looks enabled in the dark.
 QIcon withPaleDisabled(const QIcon& icon)
 {
@@ -157,7 +164,7 @@ void MainWindow::findResource()
     if (dialog.exec() == QDialog::Accepted)
     {
         m_model.setResource(dialog.getResource());
-        showChangedRow(ui->resourceView->currentIndex().row());
+        showChangedRow(selectedRow());
     }
 }
 
@@ -259,9 +266,10 @@ void MainWindow::selectRowAfterRemoval(int first, int last)
 bool MainWindow::eventFilter(QObject* watched, QEvent* event)
 {
     if (watched == ui->resourceView && event->type() == QEvent::KeyPress &&
-        static_cast<const QKeyEvent*>(event)->key() == Qt::Key_Space)
+        isSpace(*static_cast<const QKeyEvent*>(event)))
     {
-        ui->resourceView->selectRow(ui->resourceView->currentIndex().row());
+        ui->resourceView->selectionModel()->select(ui->resourceView->currentIndex(),
+                                                   QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
         return true;
     }
     return QMainWindow::eventFilter(watched, event);
