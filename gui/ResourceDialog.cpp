@@ -102,7 +102,8 @@ void ResourceDialog::setupConnections()
     connect(ui->refreshButton, &QToolButton::clicked, this, qOverload<>(&ResourceDialog::refreshList));
     connect(ui->rsrcList, &QListWidget::itemDoubleClicked, this, &ResourceDialog::itemDoubleClicked);
     // Enter activates the item that has the focus, which need not be selected, and then presses "Select".
-    connect(ui->rsrcList, &QListWidget::itemActivated, this, [](QListWidgetItem* item) { item->setSelected(true); });
+    connect(ui->rsrcList, &QListWidget::itemActivated, this,
+            [this](QListWidgetItem* item) { ui->rsrcList->setCurrentItem(item); });
 }
 
 void ResourceDialog::updateResourceList()
@@ -158,8 +159,9 @@ bool ResourceDialog::listIsCurrent() const
 
 void ResourceDialog::fillList()
 {
-    ui->rsrcList->clear();
     ui->rsrcList->addItems(s_resources);
+    // Enter and Down after "Refresh" do what they do in a new dialog, where the focus goes to the first item.
+    ui->rsrcList->setCurrentRow(0, QItemSelectionModel::NoUpdate);
     m_shownSearch = s_searchCount;
 }
 

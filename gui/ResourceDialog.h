@@ -58,7 +58,7 @@ private:
     void saveWindowSettings() const;
     /// Whether the list was filled after the last search. False while a search runs.
     [[nodiscard]] bool listIsCurrent() const;
-    /// Replaces the list by the cache. The caller holds the lock.
+    /// Adds the cache to the list. The caller holds the lock.
     void fillList();
 
     static QStringList s_resources;        ///< what the last search found
