@@ -10,7 +10,7 @@
 namespace
 {
 
-/// What the file format can hold of a cell: no separators and no comment marks.
+/// Returns the text of a cell without the file format's separators and comment marks.
 QString cleaned(const QString& text, int column)
 {
     QString result = text.trimmed();
@@ -93,7 +93,7 @@ bool ConfigurationModel::setData(const QModelIndex& index, const QVariant& value
         setDirty(m_bDirty || text != cell);
         cell = text;
     }
-    // No dataChanged: the view repaints the cell that it edited, and MainWindow what it changed itself.
+    // No dataChanged: the view repaints the cell that it edited, MainWindow repaints the others.
     emit editCompleted(text);
     return true;
 }
@@ -103,7 +103,7 @@ bool ConfigurationModel::removeRows(int row, int count, const QModelIndex& paren
     if (row + count > rowCount())
         return false;
 
-    // The announced range ends one past the last removed row, which MainWindow makes up for.
+    // One row too many is announced; MainWindow corrects the selection.
     beginRemoveRows(parent, row, row + count);
     const auto first = m_entries.begin() + row;
     m_entries.erase(first, first + count);
@@ -115,7 +115,7 @@ bool ConfigurationModel::removeRows(int row, int count, const QModelIndex& paren
 
 void ConfigurationModel::refresh()
 {
-    // As with removed rows, both ends are one past the last.
+    // The range ends one past the last row and column.
     emit dataChanged(createIndex(0, 0), createIndex(rowCount(), columnCount()));
     emit headerDataChanged(Qt::Vertical, 0, rowCount());
 }
@@ -130,7 +130,7 @@ void ConfigurationModel::setDirty(bool bDirty)
 
 void ConfigurationModel::add(const QString& resource, const QString& alias)
 {
-    // No begin/endInsertRows: refresh() is what announces the row.
+    // refresh() announces the row, not begin/endInsertRows().
     m_entries.emplace_back(resource, alias);
     setDirty(true);
     refresh();

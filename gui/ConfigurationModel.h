@@ -13,10 +13,10 @@
 
 class QItemSelectionModel;
 
-/// The editable working copy of the configuration: a table of (resource identifier, alias) rows, and beside it the
-/// serial and GPIB properties and the provider ID. It knows whether it differs from what was last loaded or saved.
+/// The editable working copy of the configuration: a table of (resource identifier, alias) rows, the serial and GPIB
+/// properties and the provider ID. It is dirty after a change, until it is saved or loaded.
 ///
-/// The strings of the store are bytes; this model takes each byte for one Latin-1 character.
+/// The store's strings are bytes; the model converts them as Latin-1.
 class ConfigurationModel : public QAbstractTableModel
 {
     Q_OBJECT
@@ -39,12 +39,12 @@ public:
     [[nodiscard]] QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
     [[nodiscard]] QVariant headerData(int section, Qt::Orientation orientation,
                                       int role = Qt::DisplayRole) const override;
-    /// Stores a text without what the file format uses as separators. The row of `index` must exist. Always true.
+    /// Stores a text without the file format's separators and returns true. The row of `index` must exist.
     bool setData(const QModelIndex& index, const QVariant& value, int role = Qt::EditRole) override;
-    /// False, and nothing removed, past the last row. The range that is announced ends one past the removed rows.
+    /// Returns false and removes nothing if a row does not exist. Announces one row more than it removes.
     bool removeRows(int row, int count, const QModelIndex& parent = QModelIndex()) override;
 
-    /// Announces that the whole table may have changed, up to one past its last row and column.
+    /// Announces that the whole table may have changed, to one past its last row and column.
     void refresh();
 
     [[nodiscard]] bool isDirty() const { return m_bDirty; }
@@ -60,25 +60,27 @@ public:
     void setSerialProperties(const KyVisa::SerialPropertiesMap& properties);
     void setGpibProperties(const KyVisa::GpibPropertiesMap& properties);
 
-    /// Fills the working copy from the store. The GPIB properties stay as they are: the store has none.
+    /// Fills the working copy from the store. The GPIB properties stay: the store has none.
     void loaddata();
 
 public slots:
+    /// Appends an empty row. The program does not use it.
     void addEntry();
-    /// Removes the current row; nothing where none is selected.
+    /// Removes the current row, if a row is selected.
     void removeSelectedEntry();
-    /// Hands rows, serial properties and provider to the store, which writes the file. A failure is not reported.
+    /// Saves rows, serial properties and provider through the store. Failures are not reported.
     void save();
 
 signals:
+    /// Reports the stored text of every edit. The program does not use it.
     void editCompleted(QString);
     void dirtyHasChanged(bool bDirty);
 
 public:
-    /// Not owned; null means that nothing is selected.
+    /// Not owned. Public, for the owner of the view to set; null means that nothing is selected.
     QItemSelectionModel* m_pSelectionModel = nullptr;
 
-    // For reading; changes go through the setters, which keep the dirty flag.
+    // Public for PropertyDialog to read. Use the setters to change them: they set the dirty flag.
     KyVisa::GpibPropertiesMap m_gpibProperties;
     KyVisa::SerialPropertiesMap m_serialProperties;
     KyVisa::ProviderId m_provider = 0;

@@ -8,19 +8,19 @@
 #include <QString>
 
 #include <array>
+#include <cstddef>
 
 namespace gui
 {
 
-/// No bench has so many resources. A library that reports more must not fill the memory.
-constexpr ViUInt32 mostFoundResources = 10'000;
+/// Limits the memory that a wrong count can fill. No bench has so many resources.
+constexpr ViUInt32 mostFoundResources = 10000;
 
-/// The buffer for a resource name that the library finds. It has more room than VISA asks for, and it ends the name
-/// also where the library does not.
+/// A buffer for a resource name from the library. It is larger than VISA requires and always ends with a NUL.
 class FoundName
 {
 public:
-    /// Returns the emptied buffer, for the library to write into.
+    /// Clears the buffer and returns it, for the library to write `room` bytes.
     [[nodiscard]] ViChar* buffer()
     {
         m_bytes.fill('\0');
@@ -29,7 +29,7 @@ public:
 
     [[nodiscard]] const ViChar* bytes() const { return m_bytes.data(); }
 
-    /// The name. A byte that is not part of UTF-8 becomes a replacement character.
+    /// Returns the name. Invalid UTF-8 becomes replacement characters.
     [[nodiscard]] QString text() const { return QString::fromUtf8(m_bytes.data()); }
 
 private:

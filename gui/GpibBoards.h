@@ -9,14 +9,13 @@
 namespace gui
 {
 
-/// Adds a default board under the largest number plus one, in 16 bits: 65535 counts as leading to 0, so beside 65534
-/// it is itself replaced.
+/// Adds a default board as number max(number + 1) in 16 bits; 65535 + 1 is 0. Replaces a board with that number.
 void addGpibBoard(KyVisa::GpibPropertiesMap& boards);
 
-/// Removes the board at a place in the order of board numbers. `position` must be one of the map's.
+/// Removes the board at `position` in the map, which must exist.
 void removeGpibBoard(KyVisa::GpibPropertiesMap& boards, int position);
 
-/// Puts a board in the place of any that has its number. It gets no secondary address.
+/// Adds or replaces a board. It has no secondary address.
 void putGpibBoard(KyVisa::GpibPropertiesMap& boards, std::uint16_t deviceNo, std::uint16_t primaryAddress,
                   bool systemController);
 

@@ -34,11 +34,10 @@ namespace
 
 const QLatin1String settingsGroup("MainWindow");
 constexpr int gridLineWidth = 1;
-// The rows that decide the columns' widths at the start: more than the tallest screen shows. To measure a thousand
-// takes longer than everything else that the window does until it is shown.
+// The number of rows that set the first column widths. A screen shows fewer; measuring more delays the start.
 constexpr int measuredRows = 100;
 
-/// Shows the beginning of a text that is longer than any resource name: laying out a line of megabytes takes seconds.
+/// Shortens very long texts in the table. The layout of a line of megabytes takes seconds.
 class CellDelegate : public QStyledItemDelegate
 {
 public:
@@ -55,14 +54,21 @@ public:
                                         const QModelIndex& index) const override
     {
         QWidget* editor = QStyledItemDelegate::createEditor(parent, option, index);
-        // A line edit would cut a longer text, and so the row.
+        // The default limit would cut a longer text.
         if (auto* edit = qobject_cast<QLineEdit*>(editor))
             edit->setMaxLength(std::numeric_limits<int>::max());
         return editor;
     }
 };
 
-/// The icon with a see-through one for its disabled state. The style's own is a grey that looks enabled in the dark.
+/// Whether the key types a blank. Many keyboards type no-break spaces as well.
+bool isSpace(const QKeyEvent& event)
+{
+    const QString text = event.text();
+    return event.key() == Qt::Key_Space || (text.size() == 1 && text.at(0).category() == QChar::Separator_Space);
+}
+
+/// Returns the icon with a pale one for its disabled state. The style's grey looks enabled on a dark background.
 QIcon withPaleDisabled(const QIcon& icon)
 {
     constexpr int largest = 64;
@@ -110,7 +116,7 @@ MainWindow::~MainWindow()
 void MainWindow::setupUi()
 {
     setWindowTitle(QCoreApplication::translate("MainWindow", "KyVisaConfigure - ") + QStringLiteral("5.12.9"));
-    // Connected before the view is, so that the selection is still the one before the removal.
+    // Connected before the view, so it still sees the selection from before the removal.
     connect(&m_model, &ConfigurationModel::rowsAboutToBeRemoved, this,
             [this] { m_selectedBeforeRemoval = selectedRow(); });
     ui->resourceView->setModel(&m_model);
@@ -120,7 +126,7 @@ void MainWindow::setupUi()
     ui->resourceView->horizontalHeader()->setResizeContentsPrecision(measuredRows);
     ui->resourceView->resizeColumnsToContents();
     m_model.m_pSelectionModel = ui->resourceView->selectionModel();
-    // Within reach of the Tab key; a click leaves the focus where it is.
+    // Tab reaches the buttons; a click does not take the focus.
     for (QToolButton* button : ui->toolBar->findChildren<QToolButton*>())
         button->setFocusPolicy(Qt::TabFocus);
     refreshButtonStatus();
@@ -132,7 +138,7 @@ void MainWindow::setupUi()
 
 void MainWindow::setupConnections()
 {
-    // Connected first, and so called before the action does its own.
+    // Connected first, so called first.
     for (const QAction* action : ui->toolBar->actions())
         connect(action, &QAction::triggered, this, &MainWindow::commitOpenEditor);
     connect(ui->actionClose, &QAction::triggered, this, &MainWindow::close);
@@ -157,7 +163,7 @@ void MainWindow::findResource()
     if (dialog.exec() == QDialog::Accepted)
     {
         m_model.setResource(dialog.getResource());
-        showChangedRow(ui->resourceView->currentIndex().row());
+        showChangedRow(selectedRow());
     }
 }
 
@@ -226,14 +232,14 @@ void MainWindow::rsrcStringEditorEdit()
 
 void MainWindow::showChangedRow(int row)
 {
-    // The model does not announce single cells.
+    // The model does not announce changed cells.
     ui->resourceView->viewport()->update();
     QHeaderView& columns = *ui->resourceView->horizontalHeader();
     const QModelIndex resource = m_model.index(row, ConfigurationModel::ResourceColumn);
     const int needed = ui->resourceView->sizeHintForIndex(resource).width() + gridLineWidth;
     if (needed > columns.sectionSize(ConfigurationModel::ResourceColumn))
         columns.resizeSection(ConfigurationModel::ResourceColumn, needed);
-    // Painted now: a closing dialog stores its place next, and that waits for the disk.
+    // Paint now: the destructor of a dialog then writes its settings to the disk.
     QCoreApplication::sendPostedEvents(this, QEvent::UpdateRequest);
 }
 
@@ -247,7 +253,7 @@ void MainWindow::selectRowAfterRemoval(int first, int last)
 {
     if (m_selectedBeforeRemoval < 0)
         return;
-    // The model announces one removed row too many, and so the view has selected a wrong row or none.
+    // The model announces one row too many, so the view's own selection is wrong.
     int row = m_selectedBeforeRemoval;
     if (row >= last)
         row -= last - first;
@@ -259,9 +265,10 @@ void MainWindow::selectRowAfterRemoval(int first, int last)
 bool MainWindow::eventFilter(QObject* watched, QEvent* event)
 {
     if (watched == ui->resourceView && event->type() == QEvent::KeyPress &&
-        static_cast<const QKeyEvent*>(event)->key() == Qt::Key_Space)
+        isSpace(*static_cast<const QKeyEvent*>(event)))
     {
-        ui->resourceView->selectRow(ui->resourceView->currentIndex().row());
+        ui->resourceView->selectionModel()->select(ui->resourceView->currentIndex(),
+                                                   QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
         return true;
     }
     return QMainWindow::eventFilter(watched, event);
@@ -287,7 +294,7 @@ void MainWindow::showFileName()
     else if (!QFile::exists(file))
         text = QCoreApplication::translate("MainWindow", "The first save makes %1").arg(file);
     ui->resourceView->setAccessibleDescription(text);
-    // On the table itself it would pop up over every row. A path can look like rich text.
+    // The header has the tool tip, so it does not cover the rows. Escaped, because a path can look like rich text.
     ui->resourceView->horizontalHeader()->setToolTip(QLatin1String("<p style='white-space:pre'>") %
                                                      text.toHtmlEscaped());
 }
@@ -311,7 +318,7 @@ void MainWindow::closeEvent(QCloseEvent* event)
                               QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel);
     if (answer == QMessageBox::Yes)
         m_model.save();
-    // A question that is dismissed without a button answers neither.
+    // Cancel, or dismissed without a button.
     else if (answer != QMessageBox::No)
         event->ignore();
 }

@@ -21,47 +21,55 @@ class MainWindow;
 namespace gui
 {
 
-/// The window of the program: the table of aliases, the commands on it, and the dialogs behind them.
+/// The main window: the table of aliases, its commands and the dialogs that they open.
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
 
 public:
-    /// Loads the configuration and starts the search for resources in a thread of its own.
+    /// Loads the configuration and starts a thread that searches for resources.
     explicit MainWindow(QWidget* parent = nullptr);
     /// Waits for that search to end.
     ~MainWindow() override;
 
 public slots:
+    /// Puts a found resource into the selected row.
     void findResource();
+    /// Opens the properties dialog.
     void setProperties();
+    /// Enables the actions that need a selected row, or disables them.
     void refreshButtonStatus();
+    /// Adds a row with the texts from the composer.
     void rsrcStringEditor();
     void selectionChanged(const QItemSelection& selected, const QItemSelection& deselected);
+    /// Shows the context menu at a position in the table's viewport.
     void tablePopupMenu(QPoint pos);
+    /// Edits the current row in the composer, if a row is selected.
     void rsrcStringEditorEdit();
+    /// Enables Save while the model is dirty.
     void modelDirtyFlagChanged(bool bDirty);
 
 protected:
-    /// Lets the Space key select the current row. The table itself would replace the cell by a blank.
+    /// Makes Space select the current row. The table itself would replace the cell's text.
     bool eventFilter(QObject* watched, QEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
 
 private:
     void setupUi();
     void setupConnections();
-    /// Shows the new texts of a row at once, its resource identifier in full.
+    /// Repaints a changed row at once and widens the first column if needed.
     void showChangedRow(int row);
+    /// Names the edited file in the header's tool tip and the table's accessible description.
     void showFileName();
     /// The selected row, or -1.
     [[nodiscard]] int selectedRow() const;
     void selectRowAfterRemoval(int first, int last);
-    /// Takes over what is typed into a cell that is still being edited.
+    /// Stores the text of a cell that is still being edited.
     void commitOpenEditor();
     void restoreWindowSettings();
     void saveWindowSettings() const;
 
-    // Destroyed from the last to the first: the menu before the model, the form after it.
+    // Destroyed in reverse order: the menu, the model, the form.
     const std::unique_ptr<Ui::MainWindow> ui;
     ConfigurationModel m_model;
     std::unique_ptr<QMenu> m_pPopupMenu;

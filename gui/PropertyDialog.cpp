@@ -59,7 +59,7 @@ void fill(QComboBox& box, const Numbers& numbers)
         box.addItem(QString::number(number), number);
 }
 
-/// Makes a number current, on top of the list where it is not yet in it.
+/// Makes a number current. Inserts a missing one at the top.
 void select(QComboBox& box, unsigned number)
 {
     int index = box.findData(number);
@@ -92,7 +92,7 @@ PropertyDialog::~PropertyDialog()
 void PropertyDialog::setupUi()
 {
     setWindowFlag(Qt::WindowContextHelpButtonHint, false);
-    // The stored tab is one of the two that are shown, and yet it is applied while there are four.
+    // Applies the stored tab while there are four tabs, although it was stored with two.
     restoreWindowSettings();
     redrawtree();
     for (QWidget* page : {ui->tabConfMang, ui->tabGpibProperties})
@@ -104,6 +104,7 @@ void PropertyDialog::setupUi()
 
 void PropertyDialog::setupConnections()
 {
+    // The form connects the buttons and comboBoxSerialInterface: the first ports are added before this runs.
     connect(ui->PropertyTree, &QTreeWidget::itemChanged, this, &PropertyDialog::itemChanged);
     connect(ui->actionAdd_Device, &QAction::triggered, this, &PropertyDialog::addDevice);
     connect(ui->actionRemove_Device, &QAction::triggered, this, &PropertyDialog::removeDevice);
@@ -205,7 +206,6 @@ void PropertyDialog::treePopupMenu(QPoint pos)
     menu->popup(ui->PropertyTree->viewport()->mapToGlobal(pos));
 }
 
-// The controls of the conflict manager are never shown; these two and setDefaultOs() have nothing to do.
 void PropertyDialog::setVisaComboboxIndex(int /*index*/) {}
 
 void PropertyDialog::VisaCheckBoxStateChanged(bool /*checked*/) {}
@@ -236,7 +236,7 @@ void PropertyDialog::addSerialInterfaces(ViSession session)
     ViFindList findList = VI_NULL;
     ViUInt32 count = 0;
     FoundName name;
-    // Only an error means that no list is open: after a warning, or with a count of 0, there is one to close.
+    // Only an error means that no list is open.
     if (viFindRsrc(session, "ASRL?*", &findList, &count, name.buffer()) < VI_SUCCESS)
         return;
 
@@ -246,7 +246,7 @@ void PropertyDialog::addSerialInterfaces(ViSession session)
         ViUInt16 interfaceType = 0;
         ViUInt16 interfaceNumber = 0;
         viParseRsrc(session, name.bytes(), &interfaceType, &interfaceNumber);
-        // The first item becomes current at once and so shows its settings.
+        // The first item becomes current at once and shows its settings.
         ui->comboBoxSerialInterface->addItem(name.text(), unsigned{interfaceNumber});
         if (viFindNext(list.get(), name.buffer()) != VI_SUCCESS)
             break;
@@ -267,7 +267,7 @@ void PropertyDialog::UpdateVisaSerialSettings(const KyVisa::SSerialProperties& p
 {
     select(*ui->comboBoxKyBaudrate, properties.baudRate);
     select(*ui->comboBoxKyDatabits, properties.dataBits);
-    // A code that a list does not have leaves the list without a selection.
+    // An unknown code leaves its list without a selection.
     ui->comboBoxKyStopbits->setCurrentIndex(properties.stopBits);
     ui->comboBoxKyParity->setCurrentIndex(properties.parity);
     ui->comboBoxKyFlowControl->setCurrentIndex(flowControlIndex(properties.flowControl));

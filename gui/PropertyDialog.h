@@ -22,8 +22,8 @@ class PropertyDialog;
 namespace gui
 {
 
-/// Edits the serial port properties, the GPIB board properties and the provider ID, on copies of the model's that
-/// OK hands back. The pages of the conflict manager and of the GPIB boards are built and not shown.
+/// Edits copies of the model's serial port properties, GPIB board properties and provider ID. OK writes them to the
+/// model. The pages of the conflict manager and of the GPIB boards are built but never shown.
 class PropertyDialog : public QDialog
 {
     Q_OBJECT
@@ -33,20 +33,30 @@ public:
     PropertyDialog(ConfigurationModel& model, QWidget* parent);
     ~PropertyDialog() override;
 
-    /// The low 16 bits of the provider ID as typed, or the default where nothing is.
+    /// Returns the low 16 bits of the typed provider ID, or the default if there is no number.
     [[nodiscard]] KyVisa::ProviderId getProvider() const;
 
 public slots:
+    /// Rebuilds the tree of GPIB boards.
     void redrawtree();
+    /// Stores an edited cell of the tree. Restores the tree if a text is not a number.
     void itemChanged(QTreeWidgetItem* item, int column);
     void addDevice();
+    /// Removes the selected board.
     void removeDevice();
+    /// Shows the context menu at a position in the tree's viewport.
     void treePopupMenu(QPoint pos);
+    /// Does nothing: a placeholder.
     void setVisaComboboxIndex(int index);
+    /// Does nothing: a placeholder.
     void VisaCheckBoxStateChanged(bool);
+    /// Writes the copies to the model and closes the dialog.
     void accept() override;
+    /// Stores the shown port's settings and shows those of another item; -1 shows none.
     void serialInterfaceChanged(int iIndex);
+    /// Does nothing: its button is hidden.
     void setDefaultOs();
+    /// Shows the default settings.
     void setDefaultKy();
 
 private:
@@ -61,14 +71,14 @@ private:
     static void addDataBits(QComboBox& box);
     void UpdateVisaSerialSettings(const KyVisa::SSerialProperties& properties);
     void GetDisplayVisaSerialSettings(KyVisa::SSerialProperties& properties) const;
-    /// The record of an item of the port list, a new default one where the port has none.
+    /// Returns the record of an item of the port list. Adds a default one if the port has none.
     [[nodiscard]] KyVisa::SSerialProperties& serialPropertiesOfItem(int index);
 
     const std::unique_ptr<Ui::PropertyDialog> ui;
     ConfigurationModel& m_model;
     KyVisa::GpibPropertiesMap m_gpibProperties;
     KyVisa::SerialPropertiesMap m_serialProperties;
-    int m_currentSerialIndex = -1; ///< item of the port list whose settings are shown; -1: none
+    int m_currentSerialIndex = -1; ///< shown item of the port list, or -1
 };
 
 } // namespace gui

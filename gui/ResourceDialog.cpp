@@ -22,11 +22,11 @@ namespace
 {
 
 constexpr ViUInt32 mostReserved = 4096; // The reported count is not trusted; it only limits reserve().
-constexpr int mostFailures = 4096;      // in a row, before the rest of the list is not asked for any more
+constexpr int mostFailures = 4096;      // After so many in a row the search stops.
 
 const QLatin1String settingsGroup("ResourceDialog");
 
-/// Sets the in-process flag for the time of a search, also of one that throws.
+/// Sets the in-process flag during a search, and clears it even after an exception.
 class UpdateInProcess
 {
 public:
@@ -41,7 +41,7 @@ private:
     std::atomic<bool>& m_flag;
 };
 
-/// Every resource of this machine and its network that the library reports.
+/// Returns the resources that the library finds on this machine and its network.
 QStringList findResources(ViSession session)
 {
     viSetAttribute(session, KYVISA_ATTR_NETWORK_SEARCHES, 7);
@@ -89,7 +89,7 @@ ResourceDialog::~ResourceDialog() = default;
 void ResourceDialog::setupUi()
 {
     setWindowFlag(Qt::WindowContextHelpButtonHint, false);
-    // A running search holds the lock: showEvent() waits for it, once the wait cursor is up.
+    // During a search the list stays empty here, and showEvent() waits.
     const std::unique_lock lock(s_resourceListMutex, std::try_to_lock);
     if (lock.owns_lock())
         fillList();
@@ -101,8 +101,9 @@ void ResourceDialog::setupConnections()
 {
     connect(ui->refreshButton, &QToolButton::clicked, this, qOverload<>(&ResourceDialog::refreshList));
     connect(ui->rsrcList, &QListWidget::itemDoubleClicked, this, &ResourceDialog::itemDoubleClicked);
-    // Enter activates the item that has the focus, which need not be selected, and then presses "Select".
-    connect(ui->rsrcList, &QListWidget::itemActivated, this, [](QListWidgetItem* item) { item->setSelected(true); });
+    // Enter activates the current item, which may not be selected, and then presses "Select".
+    connect(ui->rsrcList, &QListWidget::itemActivated, this,
+            [this](QListWidgetItem* item) { ui->rsrcList->setCurrentItem(item); });
 }
 
 void ResourceDialog::updateResourceList()
@@ -127,7 +128,7 @@ void ResourceDialog::refreshList(bool update)
     ui->buttonBox->setEnabled(false);
     ui->refreshButton->setEnabled(false);
     setCursor(Qt::WaitCursor);
-    // While the dialog is not yet on the screen, its own cursor is not either.
+    // Before the dialog is visible, its own cursor has no effect.
     QGuiApplication::setOverrideCursor(Qt::WaitCursor);
 
     ui->rsrcList->clear();
@@ -158,8 +159,9 @@ bool ResourceDialog::listIsCurrent() const
 
 void ResourceDialog::fillList()
 {
-    ui->rsrcList->clear();
     ui->rsrcList->addItems(s_resources);
+    // Enter and Down after "Refresh" do what they do in a new dialog, where the focus goes to the first item.
+    ui->rsrcList->setCurrentRow(0, QItemSelectionModel::NoUpdate);
     m_shownSearch = s_searchCount;
 }
 
@@ -181,7 +183,7 @@ bool ResourceDialog::eventFilter(QObject* watched, QEvent* event)
     {
         const int key = static_cast<const QKeyEvent*>(event)->key();
         QListWidgetItem* current = ui->rsrcList->currentItem();
-        // The list itself would pass over an item that has the focus and is not selected.
+        // The list itself would go to the next item.
         if ((key == Qt::Key_Down || key == Qt::Key_Up) && current != nullptr && ui->rsrcList->selectedItems().isEmpty())
         {
             current->setSelected(true);
@@ -194,7 +196,7 @@ bool ResourceDialog::eventFilter(QObject* watched, QEvent* event)
 void ResourceDialog::showEvent(QShowEvent* event)
 {
     QDialog::showEvent(event);
-    // A search may have begun or ended since the constructor ran. The flag may lag behind the lock, so compare as well.
+    // A search may have begun or ended since construction. The flag may lag behind the lock, so compare as well.
     if (s_resourceListUpdateInProcess || !listIsCurrent())
         refreshList(false);
     restoreWindowSettings();

@@ -7,6 +7,7 @@
 #include <QStringList>
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -21,8 +22,8 @@ class ResourceDialog;
 namespace gui
 {
 
-/// Lists the resources that VISA sees and lets the user pick one. The list comes from a cache of the process,
-/// which a search fills; the dialog searches only on "Refresh".
+/// Lists the resources that VISA finds and lets the user pick one. The list comes from a cache of the process. The
+/// dialog itself searches only on "Refresh".
 class ResourceDialog : public QDialog
 {
     Q_OBJECT
@@ -31,22 +32,24 @@ public:
     explicit ResourceDialog(QWidget* parent);
     ~ResourceDialog() override;
 
-    /// Searches, and replaces the cache by what was found, sorted. Whatever fails leaves the cache without it.
-    /// Callable from any thread; a second caller waits for the first and then searches anew.
+    /// Searches and replaces the cache by the sorted result. Entries that fail are skipped; no error is reported.
+    /// Callable from any thread. A second caller waits for the first and then searches again.
     static void updateResourceList();
 
-    /// Fills the list from the cache, after a new search where `update` is true. Waits for a running search.
+    /// Fills the list from the cache, after a new search if `update` is true. Waits for a running search.
     void refreshList(bool update);
 
-    /// The selected resource string, or an empty one.
+    /// Returns the selected resource string, or an empty one.
     [[nodiscard]] QString getResource() const;
 
 public slots:
+    /// refreshList(true).
     void refreshList();
+    /// Accepts the dialog if an item is selected.
     void itemDoubleClicked(QListWidgetItem* item);
 
 protected:
-    /// Lets the arrow keys select the item that has the focus.
+    /// Makes the first arrow key select the current item.
     bool eventFilter(QObject* watched, QEvent* event) override;
     void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
@@ -56,9 +59,9 @@ private:
     void setupConnections();
     void restoreWindowSettings();
     void saveWindowSettings() const;
-    /// Whether the list was filled after the last search. False while a search runs.
+    /// Returns whether the list shows the last search. False while a search runs.
     [[nodiscard]] bool listIsCurrent() const;
-    /// Replaces the list by the cache. The caller holds the lock.
+    /// Adds the cache to the list. The caller holds the lock.
     void fillList();
 
     static QStringList s_resources;        ///< what the last search found

@@ -17,16 +17,16 @@ enum InterfaceType : int
     KyibInterface,
     UsbInterface,
     SerialInterface,
-    /// Not in the list: the index at which the composer would show its GPIB group. Nothing is composed for it.
+    /// Not in the list. The composer would show its GPIB group at this index.
     GpibInterface
 };
 
-constexpr int interfaceTypeCount = GpibInterface; ///< of the list
+constexpr int interfaceTypeCount = GpibInterface; ///< number of types in the list
 
-/// Whether the composer shows the TCP/IP fields. It shows them also where no interface is chosen, at a negative index.
+/// Returns whether the composer shows the TCP/IP fields: also at a negative index, when no type is chosen.
 [[nodiscard]] bool isTcpip(int interfaceType);
 
-/// The texts that a resource string is put together from, as they were typed.
+/// The parts of a resource string, as typed.
 struct ResourceParts
 {
     QString board;
@@ -38,8 +38,8 @@ struct ResourceParts
     QString serialNumber;
 };
 
-/// The resource string of the parts that the interface uses, or an empty text where `interfaceType` is not in the
-/// list. White space around a part is dropped; beyond that nothing is checked, and an empty part stays empty.
+/// Returns the resource string for an interface type, or an empty text if the type is not in the list. Trims the
+/// parts and checks nothing.
 [[nodiscard]] QString composeResourceString(int interfaceType, const ResourceParts& parts);
 
 } // namespace gui

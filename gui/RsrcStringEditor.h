@@ -17,8 +17,8 @@ class RsrcStringEditor;
 namespace gui
 {
 
-/// Edits one alias and the resource string that it stands for. The string can be typed, found, or composed from its
-/// parts: each change of a part replaces it. It is never taken apart again.
+/// Edits one alias and its resource string. The user types the string, finds it, or composes it from its parts: each
+/// change of a part replaces the string. The dialog never parses a string.
 class RsrcStringEditor : public QDialog
 {
     Q_OBJECT
@@ -28,16 +28,19 @@ public:
     ~RsrcStringEditor() override;
 
     void setRsrcString(const QString& resource);
-    /// Without surrounding white space; nothing else is checked.
+    /// Returns the trimmed text, unchecked.
     [[nodiscard]] QString getRsrcString() const;
 
     void setAlias(const QString& alias);
-    /// Without surrounding white space; nothing else is checked.
+    /// Returns the trimmed text, unchecked.
     [[nodiscard]] QString getAlias() const;
 
 public slots:
+    /// Shows the fields of an interface type, with their defaults.
     void currentIndexChanged(int index);
+    /// Composes the resource string again. The argument is ignored.
     void updateRsrcString(const QString&);
+    /// Lets the user pick a found resource string.
     void findResource();
 
 private:

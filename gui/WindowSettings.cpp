@@ -22,8 +22,8 @@ const QLatin1String positionKey("pos");
 const QLatin1String maximizedKey("fullscreen");
 const QLatin1String tabKey("tabindex");
 
-/// Makes a window that is larger than the available area fit into it together with its frame, and leaves the frame's
-/// part out of `available`. The real frame is not known before the window is shown.
+/// If the window exceeds the available area, shrinks both, so that the window's frame fits as well. The frame is
+/// estimated from the style: the real one is unknown before the window is shown.
 void fitDesignedSize(QWidget& window, QRect& available)
 {
     if (window.size().boundedTo(available.size()) == window.size())
@@ -52,7 +52,7 @@ void restoreWindowSettings(QWidget& window, const QString& group, MaximizedState
     window.resize(settings.value(sizeKey, window.size()).toSize());
     const QPoint position = settings.value(positionKey, window.pos()).toPoint();
     window.move(position);
-    // A window that is just being shown does not know its frame yet, and so move() places it without the frame.
+    // While a window is being shown, its frame is unknown, and move() ignores it.
     if (QWindow* native = window.windowHandle())
         native->setFramePosition(position);
     if (tabs != nullptr)

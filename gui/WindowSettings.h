@@ -7,7 +7,7 @@ class QString;
 class QTabWidget;
 class QWidget;
 
-/// The size and place that every window keeps between runs, in one settings group per window.
+/// The size and position of each window between runs, in one settings group per window.
 namespace gui
 {
 
@@ -17,11 +17,11 @@ enum class MaximizedState
     Remembered
 };
 
-/// Centres the window on the default screen and then gives it the stored size and place; a window that was stored
-/// as maximised is shown so, at once. With `tabs`, makes the stored tab current.
+/// Centres the window on the default screen, then applies the stored size and position. Shows a window at once if it
+/// was stored as maximised. With `tabs`, makes the stored tab current.
 void restoreWindowSettings(QWidget& window, const QString& group, MaximizedState maximized, QTabWidget* tabs = nullptr);
 
-/// Stores size and place, with `tabs` also its current index.
+/// Stores size and position, with `tabs` also its current index.
 void saveWindowSettings(const QWidget& window, const QString& group, MaximizedState maximized,
                         const QTabWidget* tabs = nullptr);
 

@@ -23,20 +23,20 @@ QString versionText()
 
 int main(int argc, char** argv)
 {
-    // The collection has registered itself at load time already; doing it again is harmless.
+    // The second registration of the icons; the first happens at load time.
     Q_INIT_RESOURCE(resource);
     QCoreApplication::setOrganizationName(QStringLiteral("Kyvane&Yollet"));
     QCoreApplication::setOrganizationDomain(QStringLiteral("kyvane-yollet.com"));
     QCoreApplication::setApplicationName(QStringLiteral("KyVisaConfigure"));
     QCoreApplication::setApplicationVersion(versionText());
 
-    // Read while the application object is built: sharp text and icons on dense screens.
+    // Sharp text and icons on dense screens. Qt reads these when the application object is built.
     QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
     QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
-    // Every widget draws by itself: without this Qt loads an OpenGL driver for the first window.
+    // No widget uses OpenGL. Without this Qt loads its driver for the first window.
     QCoreApplication::setAttribute(Qt::AA_ForceRasterWidgets);
 #if QT_VERSION >= QT_VERSION_CHECK(5, 14, 0)
-    // At one and a half times the density, twice the size would leave no room for the windows.
+    // Rounded up, a factor of 1.5 makes the windows larger than the screen.
     QGuiApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::RoundPreferFloor);
 #endif
     // Under Wayland a window gets its icon through its desktop file.
