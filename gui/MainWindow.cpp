@@ -265,7 +265,7 @@ void MainWindow::selectRowAfterRemoval(int first, int last)
 bool MainWindow::eventFilter(QObject* watched, QEvent* event)
 {
     if (watched == ui->resourceView && event->type() == QEvent::KeyPress &&
-        isSpace(*static_cast<const QKeyEvent*>(event)))
+        isSpace(dynamic_cast<const QKeyEvent&>(*event)))
     {
         ui->resourceView->selectionModel()->select(ui->resourceView->currentIndex(),
                                                    QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
@@ -288,10 +288,11 @@ void MainWindow::showFileName()
 {
     const QString name = QFile::decodeName(KyVisa::ConfigurationFile::getInstance().fileToSave().c_str());
     const QString file = QFileInfo(name).absoluteFilePath();
-    QString text = QCoreApplication::translate("MainWindow", "This is edited: %1").arg(file);
+    m_fileExists = QFile::exists(file);
+    QString text = QCoreApplication::translate("MainWindow", "Edited file: %1").arg(file);
     if (name.isEmpty())
         text = QCoreApplication::translate("MainWindow", "There is no place for visa.conf: HOME is not set");
-    else if (!QFile::exists(file))
+    else if (!m_fileExists)
         text = QCoreApplication::translate("MainWindow", "The first save makes %1").arg(file);
     ui->resourceView->setAccessibleDescription(text);
     // The header has the tool tip, so it does not cover the rows. Escaped, because a path can look like rich text.
@@ -302,7 +303,8 @@ void MainWindow::showFileName()
 void MainWindow::modelDirtyFlagChanged(bool bDirty)
 {
     ui->actionSave->setEnabled(bDirty);
-    if (!bDirty)
+    // Only the first save changes what is edited. To ask the store after each one would load the file each time.
+    if (!bDirty && !m_fileExists)
         showFileName();
 }
 

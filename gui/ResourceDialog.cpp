@@ -181,7 +181,7 @@ bool ResourceDialog::eventFilter(QObject* watched, QEvent* event)
 {
     if (watched == ui->rsrcList && event->type() == QEvent::KeyPress)
     {
-        const int key = static_cast<const QKeyEvent*>(event)->key();
+        const int key = dynamic_cast<const QKeyEvent&>(*event).key();
         QListWidgetItem* current = ui->rsrcList->currentItem();
         // The list itself would go to the next item.
         if ((key == Qt::Key_Down || key == Qt::Key_Up) && current != nullptr && ui->rsrcList->selectedItems().isEmpty())
