@@ -208,8 +208,6 @@ private:
 
 std::vector<std::string> networkInstrumentResources(const SearchSettings& settings)
 {
-    if (settings.networkSearches == 0 || settings.milliseconds == 0)
-        return {};
     return ServiceSearch().run(settings.networkSearches,
                                Clock::now() + std::chrono::milliseconds(settings.milliseconds));
 }

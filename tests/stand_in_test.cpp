@@ -23,6 +23,7 @@
 namespace
 {
 
+using namespace standin;
 using Text = std::array<ViChar, VI_FIND_BUFLEN>;
 
 /// Makes a VISA call, which is written as its name without "vi" and its arguments. Returns the status and each result
@@ -43,7 +44,7 @@ std::string visaCall(const QStringList& words)
     ViChar* text = hasPlaces ? texts[2].data() : nullptr;
     const std::map<QString, std::function<ViStatus()>> calls = {
         {"OpenDefaultRM", [&] { return viOpenDefaultRM(handle); }},
-        {"SetAttribute", [&] { return viSetAttribute(object, code, words[3].toULongLong()); }},
+        {"SetAttribute", [&] { return viSetAttribute(object, code, words.value(3).toULongLong()); }},
         {"GetNumber", [&] { return viGetAttribute(object, code, count); }},
         {"GetText", [&] { return viGetAttribute(object, code, text); }},
         {"FindRsrc", [&] { return viFindRsrc(object, name, handle, count, text); }},
@@ -65,33 +66,26 @@ std::string visaCall(const QStringList& words)
     return joined(results);
 }
 
-/// What a pure function makes of each word after its name, "conf" and the lines of a new visa.conf, or a VISA call.
+/// What a function returns for each word after its name, "conf" and the lines of a new visa.conf, or a VISA call.
 std::string answer(const QStringList& words)
 {
     const std::string first = words.value(1).toStdString();
     const std::map<QString, std::function<std::string(const std::string&)>> functions = {
-        {"Matches",
-         [&](const std::string& name) { return standin::ResourceExpression(first).matches(name) ? name : ""; }},
-        {"Valid", [](const std::string& name) { return standin::ResourceExpression(name).isValid() ? name : ""; }},
-        {"Expand",
-         [](const std::string& name) {
-             return standin::parseResourceName(name).value_or(standin::ParsedResource()).expandedName;
+        {"Matches", [&](const auto& word) { return ResourceExpression(first).matches(word) ? word : ""; }},
+        {"Statuses",
+         [&](const auto& call) {
+             return visaCall({call.c_str(), words[1], "0F9C0002"}).substr(0, 8);
          }},
-        {"SerialNumber", standin::serialNumberField},
+        {"Valid", [](const auto& word) { return ResourceExpression(word).isValid() ? word : ""; }},
+        {"Expand", [](const auto& word) { return parseResourceName(word).value_or(ParsedResource()).expandedName; }},
+        {"SerialNumber", serialNumberField},
+        {"conf", [](const auto& lines) { return writeConfiguration(lines), ""; }},
     };
-    if (words[0] == "conf")
-        return writeConfiguration(words.mid(1).join(' ').replace("; ", "\n").toStdString()), "";
-    std::vector<std::string> results;
-    if (words[0] == "Statuses")
-    {
-        for (const QString& call : words.mid(2))
-            results.push_back(visaCall({call, words[1], "0F9C0002", "0"}).substr(0, 8));
-        return joined(results);
-    }
     const auto function = functions.find(words[0]);
     if (function == functions.end())
         return visaCall(words);
-    for (const QString& word : words.mid(words[0] == "Matches" ? 2 : 1))
+    std::vector<std::string> results;
+    for (const QString& word : words.mid(words[0] == "Matches" || words[0] == "Statuses" ? 2 : 1))
         results.push_back(function->second(word.toLatin1().toStdString()));
     return joined(results);
 }
