@@ -19,8 +19,7 @@ namespace
 
 bool isSerialPort(udev_device* device)
 {
-    // Virtual terminals are many and have no parent, which is the slower way to tell them. A UART of type 0
-    // ("unknown") was reserved but not found.
+    // A virtual terminal has no parent either, but its path is quicker to test. A UART of type 0 does not exist.
     const std::string_view place = udev_device_get_devpath(device);
     return udev_device_get_devnode(device) != nullptr && place.rfind("/devices/virtual/", 0) != 0 &&
            udevAttribute(device, "type") != "0";
