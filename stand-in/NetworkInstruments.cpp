@@ -80,8 +80,7 @@ private:
         if (left <= 0)
             return false;
         const int processed = sd_bus_process(m_bus.get(), nullptr);
-        // sd_bus_process() returns 0 also after a callback that completed the search.
-        if (processed != 0 || isComplete())
+        if (processed != 0)
             return processed >= 0;
         const int waited = sd_bus_wait(m_bus.get(), static_cast<std::uint64_t>(left));
         return waited >= 0 || waited == -EINTR;

@@ -50,7 +50,7 @@ std::string translate(const std::string& expression)
         {
             inSet = true;
             pattern += character;
-            if (at + 1 < expression.size() && expression[at + 1] == '^')
+            if (expression[at + 1] == '^') // NUL at the end
                 pattern += expression[++at];
         }
         else if (character == '{' || character == '}' || character == ']')

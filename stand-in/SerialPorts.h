@@ -9,8 +9,8 @@
 namespace standin
 {
 
-/// Returns `ASRLn::INSTR` for each serial port, numbered from 1 in the natural order of the device nodes. Skips a UART
-/// that the kernel lists but did not find. Any thread may call.
+/// Returns `ASRLn::INSTR` for each serial port, numbered from 1. Skips a UART that the kernel lists but did not find.
+/// Any thread may call.
 [[nodiscard]] std::vector<std::string> serialPortResources();
 
 } // namespace standin

@@ -34,9 +34,7 @@ constexpr std::size_t longestSerialNumber = 128; // the name must fit into VI_FI
 
 bool isUsbtmcInterface(udev_device* device)
 {
-    const char* type = udev_device_get_devtype(device);
-    return type != nullptr && std::string_view(type) == "usb_interface" &&
-           udevAttribute(device, "bInterfaceClass") == "fe" && udevAttribute(device, "bInterfaceSubClass") == "03";
+    return udevAttribute(device, "bInterfaceClass") == "fe" && udevAttribute(device, "bInterfaceSubClass") == "03";
 }
 
 /// "1ab1" becomes "0x1AB1".

@@ -70,9 +70,8 @@ std::vector<std::string> findResources(const ResourceExpression& expression, con
         {
             for (std::string& resource : source())
             {
-                // Skip what overflows a client's buffer, and a device that lost its IDs because it was just unplugged.
-                const bool isName = resource.size() < VI_FIND_BUFLEN && parseResourceName(resource);
-                if (isName && expression.matches(resource))
+                // A device that was just unplugged has lost its IDs.
+                if (parseResourceName(resource) && expression.matches(resource))
                     resources.push_back(std::move(resource));
             }
         }

@@ -113,7 +113,7 @@ private:
         const QString known = QString("%1/%2/%3/%4/").arg(name, type).arg(interface).arg(protocol);
         const QString announcement = m_script.filter(known).value(0);
         const QByteArray address = announcement.section('/', 4, 4).toLatin1();
-        if (address.isEmpty() || wanted != (protocol == 0 ? 0 : -1))
+        if (address.isEmpty() || domain != QString("local") || wanted != (protocol == 0 ? 0 : -1))
             return refuse(call);
         sd_bus_reply_method_return(call, "iissssisqaayu", interface, protocol, name, type, domain, "host.local",
                                    address.contains(':') ? 1 : 0, address.data(),
