@@ -14,13 +14,13 @@ namespace standin
 namespace
 {
 
-/// Asks the store under its mutex, which the look-ups do not take themselves.
+/// Runs a look-up under the store's mutex, which look-ups do not lock.
 template <typename Question>
 auto ask(Question question)
 {
     const std::lock_guard lock(KyVisa::ConfigurationFile::getMutex());
     KyVisa::ConfigurationFile& store = KyVisa::ConfigurationFile::getInstanceUnsafe();
-    // Where there was no file yet, the store does not look for one by itself.
+    // The store does not notice a first file by itself.
     if (store.m_fileName.empty())
         store.load();
     return question(store);

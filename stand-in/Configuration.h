@@ -7,22 +7,23 @@
 
 #include <string>
 
-/// What visa.conf tells the library. Each call notices a file that has changed or has only now been made; all are safe
-/// to make from several threads.
+/// The library's view of visa.conf. Each call reads a new or changed file first. Any thread may call.
 namespace standin
 {
 
 struct ResolvedName
 {
-    std::string resource; ///< what an alias, in any letter case, stands for; a name that is no alias as it is
-    std::string alias;    ///< the alias that was given, or that a given resource string has; empty where it has none
+    std::string resource; ///< what the alias stands for, or the name itself
+    std::string alias;    ///< in capitals; empty if there is none
 };
 
+/// Looks an alias or a resource string up, in any letter case.
 [[nodiscard]] ResolvedName resolve(const std::string& name);
 
-/// The alias of a resource string, in any letter case, or an empty text.
+/// The alias of a resource string, compared in any letter case. Empty if there is none.
 [[nodiscard]] std::string aliasOf(const std::string& resource);
 
+/// The provider ID of visa.conf.
 [[nodiscard]] KyVisa::ProviderId provider();
 
 } // namespace standin

@@ -7,6 +7,7 @@
 
 #include <queue>
 
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
@@ -30,8 +31,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int anyInterfaceOrProtocol = -1;
 constexpr int ipv4 = 0;                           // Avahi's number of the protocol
-constexpr std::size_t mostResolving = 64;         // a bus drops a connection's calls beyond 128 that wait for replies
-constexpr std::uint64_t noTimeLimit = UINT64_MAX; // the search has one of its own
+constexpr std::size_t mostResolving = 64;         // a bus refuses calls while 128 of a connection wait for replies
+constexpr std::uint64_t noTimeLimit = UINT64_MAX; // run() has its own
 
 struct BusRelease
 {
@@ -40,10 +41,10 @@ struct BusRelease
     void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
 };
 
-/// One search in the knowledge of the system's Avahi daemon, through its D-Bus interface.
+/// Asks the system's Avahi daemon by D-Bus what it knows, once.
 ///
-/// Nothing here waits for a reply: sd-bus has no time limit for a bus that accepts a connection and then never answers.
-/// The daemon addresses its signals to this connection, so no match rule is needed either.
+/// All calls are asynchronous: a synchronous one has no time limit on a bus that accepts and never answers. The daemon
+/// addresses its signals to this connection, so there is no match rule.
 class ServiceSearch
 {
 public:
@@ -51,7 +52,7 @@ public:
     ServiceSearch(const ServiceSearch&) = delete;
     ServiceSearch& operator=(const ServiceSearch&) = delete;
 
-    /// Returns what was found by the deadline, or by the time that everything has answered.
+    /// Returns what was found by the deadline, or earlier once everything has answered.
     [[nodiscard]] std::vector<std::string> run(ViUInt32 searches, Clock::time_point deadline)
     {
         sd_bus* opened = nullptr;
@@ -72,15 +73,14 @@ public:
     }
 
 private:
-    /// Handles one message, or waits for the next. False where the bus has failed or the time is over.
+    /// Handles one message or waits for the next. Returns false if the bus failed or the time is over.
     bool process(Clock::time_point deadline)
     {
         const auto left = std::chrono::ceil<std::chrono::microseconds>(deadline - Clock::now()).count();
         if (left <= 0)
             return false;
         const int processed = sd_bus_process(m_bus.get(), nullptr);
-        // It is 0 as well after a callback ran that has completed the search.
-        if (processed != 0 || isComplete())
+        if (processed != 0)
             return processed >= 0;
         const int waited = sd_bus_wait(m_bus.get(), static_cast<std::uint64_t>(left));
         return waited >= 0 || waited == -EINTR;
@@ -91,7 +91,7 @@ private:
         return m_hasFailed || (m_browsing == 0 && m_resolving == 0 && m_unresolved.empty());
     }
 
-    /// Calls a method of the daemon, which is not started for this. False where that is impossible.
+    /// Sends a call that does not start the daemon. Returns false if that fails.
     template <typename... Arguments>
     bool call(const char* method, sd_bus_message_handler_t answered, const char* types, Arguments... arguments)
     {
@@ -104,7 +104,7 @@ private:
                sd_bus_call_async(m_bus.get(), nullptr, created, answered, this, noTimeLimit) >= 0;
     }
 
-    /// Runs a callback's work. No exception may pass through sd-bus; it ends the search.
+    /// Runs a callback's work. An exception may not pass through sd-bus, so it ends the search.
     template <typename Work>
     static int handle(void* search, Work work) noexcept
     {
@@ -122,7 +122,7 @@ private:
 
     static int browsing(sd_bus_message* reply, void* search, sd_bus_error* /*error*/)
     {
-        // A browser that is made reports its end by a signal.
+        // Without an error, a signal ends the browser.
         return handle(search, [&](ServiceSearch& self) {
             self.m_browsing -= sd_bus_message_is_method_error(reply, nullptr) > 0 ? 1 : 0;
         });
@@ -134,7 +134,7 @@ private:
             const auto is = [&](const char* member) {
                 return sd_bus_message_is_signal(message, "org.freedesktop.Avahi.ServiceBrowser", member) > 0;
             };
-            // "All for now" comes before the resolvers have answered, so they are counted as well.
+            // AllForNow may precede the answers of resolvers, so these are counted as well.
             if (is("AllForNow") || is("Failure"))
                 self.m_browsing -= self.m_ended.insert(sd_bus_message_get_path(message)).second ? 1 : 0;
             Announcement announcement = {};
@@ -166,7 +166,7 @@ private:
             int protocol = 0;
             const char* address = nullptr;
             ViUInt16 port = 0;
-            // An error has no such values.
+            // Reading fails for an error.
             if (readAnnouncement(reply, announcement) &&
                 sd_bus_message_read(reply, "sisq", &hostName, &protocol, &address, &port) > 0)
                 self.m_services.add(announcement,
@@ -198,7 +198,7 @@ private:
     std::unique_ptr<sd_bus, BusRelease> m_bus;
     NetworkServices m_services;
     std::queue<Announcement> m_unresolved;
-    std::set<std::string> m_ended; ///< the paths of the browsers that have reported everything they know
+    std::set<std::string> m_ended; ///< the paths of the browsers that have ended
     int m_browsing = 0;
     std::size_t m_resolving = 0;
     bool m_hasFailed = false;
@@ -208,8 +208,6 @@ private:
 
 std::vector<std::string> networkInstrumentResources(const SearchSettings& settings)
 {
-    if (settings.networkSearches == 0 || settings.milliseconds == 0)
-        return {};
     return ServiceSearch().run(settings.networkSearches,
                                Clock::now() + std::chrono::milliseconds(settings.milliseconds));
 }

@@ -11,11 +11,11 @@
 namespace standin
 {
 
-/// The LAN instruments that announce themselves by DNS-SD, as the system's Avahi daemon knows them: VXI-11, HiSLIP and
-/// raw SCPI sockets, each once, by its IPv4 address where it has one. Sends nothing itself.
+/// Returns the resource strings of the LAN instruments that the system's Avahi daemon knows: VXI-11, HiSLIP and raw
+/// SCPI sockets, each once, in order, by an IPv4 address if it has one. Sends nothing into the network.
 ///
-/// Returns within settings.milliseconds what was found by then, and earlier once everything has answered; nothing
-/// without a daemon, and without Avahi at build time.
+/// Returns after settings.milliseconds at the latest, and earlier once everything has answered. The result is empty
+/// without a daemon or a bus, and in a build without sd-bus. Any thread may call; each call has its own connection.
 [[nodiscard]] std::vector<std::string> networkInstrumentResources(const SearchSettings& settings);
 
 } // namespace standin

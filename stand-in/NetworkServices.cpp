@@ -11,9 +11,9 @@ namespace standin
 namespace
 {
 
-constexpr ViUInt16 hiSlipPort = 4880;
+constexpr ViUInt16 hiSlipPort = 4880; // the default, so names omit it
 
-/// An address as it stands in a resource string: IPv6 in brackets, a link-local one with its interface.
+/// The host of a resource string: IPv6 in brackets, with the interface if link-local.
 std::string hostField(const ServiceAddress& address)
 {
     if (address.isIPv4)
@@ -52,7 +52,7 @@ std::vector<std::string> NetworkServices::resources() const
     std::set<std::string> resources;
     for (const auto& [service, addresses] : m_services)
     {
-        // IPv4 before IPv6, and of several the same one each time.
+        // Prefer IPv4, then the smallest name, for a stable result.
         std::set<std::pair<bool, std::string>> ranked;
         for (const auto& [link, address] : addresses)
             ranked.emplace(!address.isIPv4, resourceName(std::get<0>(service), address));

@@ -15,7 +15,7 @@
 namespace standin
 {
 
-/// A kind of instrument service in DNS-SD.
+/// A DNS-SD type of instrument services.
 struct ServiceType
 {
     const char* name;
@@ -25,7 +25,7 @@ struct ServiceType
 inline constexpr std::array<ServiceType, 3> serviceTypes = {
     {{"_vxi-11._tcp", 1}, {"_hislip._tcp", 2}, {"_scpi-raw._tcp", 4}}};
 
-/// A service as one interface announces it by one protocol.
+/// An announcement of a service, on one interface and by one protocol.
 struct Announcement
 {
     int interface; ///< the kernel's index
@@ -35,25 +35,25 @@ struct Announcement
     std::string domain;
 };
 
-/// Where a service is reached.
+/// The address that an announcement leads to.
 struct ServiceAddress
 {
     bool isIPv4;
-    std::string text;          ///< the bare address
-    std::string interfaceName; ///< where a link-local address is valid; may be empty
+    std::string text;          ///< without brackets
+    std::string interfaceName; ///< may be empty
     ViUInt16 port;
 };
 
-/// What a search of the network has found so far.
+/// The services that a search has found so far. For one thread.
 class NetworkServices
 {
 public:
+    /// Adds the address of this announcement, or replaces it.
     void add(const Announcement& announcement, const ServiceAddress& address);
-    /// Forgets the address that this announcement led to.
+    /// Forgets the address of this announcement.
     void remove(const Announcement& announcement);
 
-    /// The resource string of each service, in order and without repetition. A service that several announcements
-    /// name appears once, by an IPv4 address where it has one.
+    /// The resource strings in order, each once. A service has one, with an IPv4 address if any announcement has one.
     [[nodiscard]] std::vector<std::string> resources() const;
 
 private:

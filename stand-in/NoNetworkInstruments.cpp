@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
 // SPDX-License-Identifier: MIT
 
-// Built in the place of NetworkInstruments.cpp where there is no Avahi.
+// Replaces NetworkInstruments.cpp in a build without sd-bus.
 
 #include "NetworkInstruments.h"
 

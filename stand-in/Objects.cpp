@@ -41,7 +41,7 @@ bool Objects::setSetting(ViSession session, ViUInt32 SearchSettings::*setting, V
 std::optional<ViFindList> Objects::openList(ViSession owner, std::vector<std::string> resources)
 {
     const std::lock_guard lock(m_mutex);
-    // The session may have been closed while the resources were searched for.
+    // Another thread may have closed the session during the search.
     if (m_sessions.count(owner) == 0)
         return std::nullopt;
     m_lists.emplace(++m_lastHandle, FindList{owner, std::move(resources), 0});

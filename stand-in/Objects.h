@@ -14,33 +14,33 @@
 namespace standin
 {
 
-/// What a session of the resource manager is told about searches in the network.
+/// The settings of a session for searches of the network.
 struct SearchSettings
 {
-    ViUInt32 networkSearches = 7; ///< added up: 1 VXI-11, 2 HiSLIP, 4 sockets
-    ViUInt32 milliseconds = 1000; ///< that a search of the network may take; 0: there is none
+    ViUInt32 networkSearches = 7; ///< the sum of 1 VXI-11, 2 HiSLIP, 4 sockets; 0: no search
+    ViUInt32 milliseconds = 1000; ///< the time limit of a search; 0: no search
 };
 
-/// Every open session and find list of the process, by handle. A handle is never given twice. Where a handle is not
-/// that of an open object of the wanted kind, the functions give nothing. All are safe to call from several threads.
+/// The open sessions and find lists of the process, by handle. Handles are never reused.
+///
+/// A function that does not find an open object of its kind returns nothing or false. Any thread may call.
 class Objects
 {
 public:
-    /// Never destroyed: a thread of the client may still call while the process ends.
+    /// The only object. It is never destroyed: a thread may still call while the process ends.
     [[nodiscard]] static Objects& instance();
 
     [[nodiscard]] ViSession openSession();
     [[nodiscard]] std::optional<SearchSettings> settings(ViSession session) const;
-    /// False where there is no such session.
     bool setSetting(ViSession session, ViUInt32 SearchSettings::*setting, ViUInt32 value);
 
-    /// A list that closes with its session.
+    /// Opens a list that closes with its session.
     [[nodiscard]] std::optional<ViFindList> openList(ViSession owner, std::vector<std::string> resources);
     [[nodiscard]] bool isList(ViObject handle) const;
-    /// The next resource of a list; nothing at its end either.
+    /// The next resource of a list. Returns nothing at its end as well.
     [[nodiscard]] std::optional<std::string> next(ViFindList list);
 
-    /// Closes a list, or a session together with its lists. False where there is neither.
+    /// Closes a list, or a session and its lists.
     bool close(ViObject handle);
 
 private:

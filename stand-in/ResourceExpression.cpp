@@ -25,7 +25,7 @@ std::string literal(char character)
     return re2::RE2::QuoteMeta(re2::StringPiece(&character, 1));
 }
 
-/// Translates to RE2's syntax. A malformed expression becomes a pattern that RE2 rejects.
+/// Translates to RE2's syntax. Returns a pattern that RE2 rejects for a malformed expression.
 std::string translate(const std::string& expression)
 {
     constexpr std::string_view sameInBoth = "*+()|";
@@ -50,7 +50,7 @@ std::string translate(const std::string& expression)
         {
             inSet = true;
             pattern += character;
-            if (at + 1 < expression.size() && expression[at + 1] == '^')
+            if (expression[at + 1] == '^') // NUL at the end
                 pattern += expression[++at];
         }
         else if (character == '{' || character == '}' || character == ']')

@@ -17,22 +17,22 @@ namespace
 
 struct Form
 {
-    /// Captures the board number, what stands between it and the class, and the numbers to check there.
+    /// Captures the board number, the device between it and the class, and two numbers of the device to check.
     re2::RE2 pattern;
     ViUInt16 interfaceType;
     const char* keyword;
-    const char* defaultDevice; ///< what stands before the class where the name leaves it out
+    const char* defaultDevice; ///< appended to the device
     const char* resourceClass;
-    ViUInt16 lowest; ///< of the numbers to check; the highest is 65535
+    ViUInt16 lowest; ///< the least number to accept; the greatest is 65535
 };
 
-/// VPP-4.3, "Address string grammar". The form that leaves out the LAN device stands before those that have it.
+/// VPP-4.3, "Address string grammar". The first form that matches counts.
 const std::array<Form, 7>& forms()
 {
     const std::string address = R"((?:[0-2]?\d|30))"; // of GPIB, primary and secondary
     const std::string id = R"(::(?:0x[0-9A-F]{1,4}|(\d{1,5})))";
     const std::string lan = R"((?i)TCPIP(\d*)(::(?:[!-9;-Z^-~]+|\[[0-9A-F:.]+(?:%[!-9;-Z^-~]+)?\]))";
-    // Never destroyed: a thread of the client may still call while the process ends.
+    // Never destroyed: a thread may still call while the process ends.
     static const auto& table = *new const std::array<Form, 7>{{
         {R"((?i)ASRL(\d*)()()()(?:::INSTR)?)", VI_INTF_ASRL, "ASRL", "", "INSTR", 0},
         {R"((?i)GPIB(\d*)(::)" + address + "(?:::" + address + ")?)()()(?:::INSTR)?", VI_INTF_GPIB, "GPIB", "", "INSTR",
@@ -46,7 +46,7 @@ const std::array<Form, 7>& forms()
     return table;
 }
 
-/// A number of 16 bits, or nothing where there are no digits or too many.
+/// A 16-bit number, or nothing if the digits are none or too many.
 std::optional<ViUInt16> toNumber(const std::string& digits)
 {
     ViUInt16 number = 0;
@@ -54,7 +54,7 @@ std::optional<ViUInt16> toNumber(const std::string& digits)
     return conversion.ec == std::errc() ? std::optional(number) : std::nullopt;
 }
 
-/// A class without what must stand before it looks like a host.
+/// "TCPIP0::INSTR" has a class where its host belongs.
 bool lacksHost(const std::string& device)
 {
     static const auto& pattern = *new const re2::RE2("(?i)::(?:INSTR|SOCKET)");

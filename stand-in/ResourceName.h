@@ -11,18 +11,18 @@
 namespace standin
 {
 
-/// What a resource name says.
+/// The parts of a resource name.
 struct ParsedResource
 {
     ViUInt16 interfaceType;    ///< VI_INTF_ASRL, VI_INTF_GPIB, VI_INTF_TCPIP or VI_INTF_USB
-    ViUInt16 interfaceNumber;  ///< board number; 0 where the name has none
+    ViUInt16 interfaceNumber;  ///< the board, 0 by default
     std::string resourceClass; ///< "INSTR" or "SOCKET"
     std::string expandedName;  ///< with board number, LAN device and class; keywords in capitals
 };
 
-/// Takes a resource name apart. Returns nothing for a name that is no serial, GPIB, TCP/IP or USB resource, and for one
-/// with a number out of its range: boards and USB IDs 0 to 65535, ports 1 to 65535, GPIB addresses 0 to 30. Keywords
-/// may be in any letter case. INSTR and SOCKET are no hosts.
+/// Parses the name of a serial, GPIB, TCP/IP or USB resource, with keywords in any letter case. Returns nothing for
+/// other names. Boards and USB IDs are 0 to 65535, ports 1 to 65535, GPIB addresses 0 to 30; INSTR and SOCKET are no
+/// hosts. Any thread may call.
 [[nodiscard]] std::optional<ParsedResource> parseResourceName(const std::string& name);
 
 } // namespace standin

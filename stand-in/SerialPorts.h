@@ -9,8 +9,8 @@
 namespace standin
 {
 
-/// `ASRLn::INSTR` for each serial port, numbered from 1 in the natural order of the device nodes. A UART that the
-/// kernel lists without having found one is left out.
+/// Returns `ASRLn::INSTR` for each serial port, numbered from 1. Skips a UART that the kernel lists but did not find.
+/// Any thread may call.
 [[nodiscard]] std::vector<std::string> serialPortResources();
 
 } // namespace standin

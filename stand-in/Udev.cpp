@@ -42,7 +42,7 @@ std::vector<UdevDevice> udevDevices(const char* subsystem)
     udev_list_entry* entry = nullptr;
     udev_list_entry_foreach(entry, udev_enumerate_get_list_entry(enumeration.get()))
     {
-        // A device that was unplugged since the scan gives null.
+        // Null: the device was unplugged since the scan.
         UdevDevice device(udev_device_new_from_syspath(context.get(), udev_list_entry_get_name(entry)));
         if (device)
             devices.push_back(std::move(device));

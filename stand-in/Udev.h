@@ -22,11 +22,11 @@ struct UdevRelease
 using Udev = std::unique_ptr<udev, UdevRelease>;
 using UdevDevice = std::unique_ptr<udev_device, UdevRelease>;
 
-/// Every device of a udev subsystem, in no particular order; none where udev does not answer. The devices keep the
-/// context alive.
+/// Returns the devices of a udev subsystem, in no particular order. Empty if udev fails. Each device keeps the udev
+/// context alive; use both in one thread.
 [[nodiscard]] std::vector<UdevDevice> udevDevices(const char* subsystem);
 
-/// A sysfs attribute, empty where the device has none.
+/// A sysfs attribute, or an empty text.
 [[nodiscard]] std::string udevAttribute(udev_device* device, const char* name);
 
 } // namespace standin

@@ -9,6 +9,7 @@
 #include <cctype>
 #include <cstdlib>
 #include <map>
+#include <set>
 #include <string_view>
 #include <utility>
 
@@ -20,16 +21,23 @@ namespace standin
 namespace
 {
 
-constexpr std::size_t longestSerialNumber = 128; // leaves room for the rest of a resource string
+/// A USB device with USBTMC interfaces.
+struct UsbInstrument
+{
+    std::string model;        ///< the resource string before the serial number
+    std::string serialNumber; ///< from serialNumberField(); may be empty
+    std::string place;        ///< `PORT-` and the kernel's name of the port, such as 1-4.2
+    std::set<unsigned long> interfaces;
+};
+
+constexpr std::size_t longestSerialNumber = 128; // the name must fit into VI_FIND_BUFLEN
 
 bool isUsbtmcInterface(udev_device* device)
 {
-    const char* type = udev_device_get_devtype(device);
-    return type != nullptr && std::string_view(type) == "usb_interface" &&
-           udevAttribute(device, "bInterfaceClass") == "fe" && udevAttribute(device, "bInterfaceSubClass") == "03";
+    return udevAttribute(device, "bInterfaceClass") == "fe" && udevAttribute(device, "bInterfaceSubClass") == "03";
 }
 
-/// `0x` and the four digits of a sysfs number such as "1ab1".
+/// "1ab1" becomes "0x1AB1".
 std::string usbId(std::string digits)
 {
     std::transform(digits.begin(), digits.end(), digits.begin(),
@@ -37,13 +45,13 @@ std::string usbId(std::string digits)
     return "0x" + digits;
 }
 
-/// Every device that has a USBTMC interface, in the order of the paths in sysfs.
+/// The devices with a USBTMC interface, in the order of their sysfs paths.
 std::vector<UsbInstrument> usbInstruments()
 {
     std::map<std::string, UsbInstrument> instruments;
     for (const UdevDevice& interface : udevDevices("usb"))
     {
-        // The parent belongs to its child and is released with it.
+        // The interface owns its parent.
         udev_device* device = udev_device_get_parent_with_subsystem_devtype(interface.get(), "usb", "usb_device");
         if (device == nullptr || !isUsbtmcInterface(interface.get()))
             continue;
@@ -67,7 +75,7 @@ std::vector<UsbInstrument> usbInstruments()
 std::string serialNumberField(const std::string& serialNumber)
 {
     constexpr std::string_view blanks = " \t\r\n";
-    // What means nothing in a resource string, in a search expression and in visa.conf.
+    // Characters without a meaning in resource strings, search expressions and visa.conf.
     constexpr std::string_view harmless = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._";
     const std::size_t first = serialNumber.find_first_not_of(blanks);
     if (first == std::string::npos)
@@ -79,8 +87,9 @@ std::string serialNumberField(const std::string& serialNumber)
     return field;
 }
 
-std::vector<std::string> usbResourceNames(const std::vector<UsbInstrument>& instruments)
+std::vector<std::string> usbInstrumentResources()
 {
+    const std::vector<UsbInstrument> instruments = usbInstruments();
     std::multiset<std::string> names;
     for (const UsbInstrument& instrument : instruments)
         names.insert(instrument.model + instrument.serialNumber);
@@ -89,13 +98,13 @@ std::vector<std::string> usbResourceNames(const std::vector<UsbInstrument>& inst
     std::set<std::string> taken;
     for (const UsbInstrument& instrument : instruments)
     {
-        // Some makers give every device the same serial number.
+        // Some makers use one serial number for all devices.
         std::string name = instrument.model + instrument.serialNumber;
         if (instrument.serialNumber.empty())
             name += instrument.place;
         else if (names.count(name) > 1)
             name += "-" + instrument.place;
-        // The name may still be that of a device before it.
+        // Another device may have this as its own serial number.
         while (!taken.insert(name).second)
             name += "-" + instrument.place;
         for (const unsigned long number : instrument.interfaces)
@@ -106,11 +115,6 @@ std::vector<std::string> usbResourceNames(const std::vector<UsbInstrument>& inst
     }
     std::sort(resources.begin(), resources.end());
     return resources;
-}
-
-std::vector<std::string> usbInstrumentResources()
-{
-    return usbResourceNames(usbInstruments());
 }
 
 } // namespace standin

@@ -27,7 +27,7 @@ constexpr const char* manufacturer = "Kyvane & Yollet";
 constexpr ViAttrState allNetworkSearches = 7;
 constexpr std::size_t longestExpression = 4096;
 
-/// Runs a call. No exception may reach the client, which may be written in C.
+/// Runs a call and turns exceptions into statuses: the client may be written in C.
 template <typename Call>
 ViStatus guarded(Call call) noexcept
 {
@@ -46,19 +46,19 @@ ViStatus guarded(Call call) noexcept
 }
 
 template <typename Value>
-void give(Value* place, Value value)
+void write(Value* place, Value value)
 {
     if (place != nullptr)
         *place = value;
 }
 
-void giveText(ViChar* place, const std::string& text)
+void writeText(ViChar* place, const std::string& text)
 {
     if (place != nullptr)
         place[text.copy(place, VI_FIND_BUFLEN - 1)] = '\0';
 }
 
-/// What each source finds and the expression matches. A source that fails only lacks its own resources.
+/// Returns what the sources find and the expression matches. Skips a source that fails.
 std::vector<std::string> findResources(const ResourceExpression& expression, const SearchSettings& settings)
 {
     const std::array<std::function<std::vector<std::string>()>, 3> sources = {
@@ -70,9 +70,8 @@ std::vector<std::string> findResources(const ResourceExpression& expression, con
         {
             for (std::string& resource : source())
             {
-                // The client's buffers hold no more. And a device that is unplugged while it is asked gives no numbers.
-                const bool isName = resource.size() < VI_FIND_BUFLEN && parseResourceName(resource);
-                if (isName && expression.matches(resource))
+                // A device that was just unplugged has lost its IDs.
+                if (parseResourceName(resource) && expression.matches(resource))
                     resources.push_back(std::move(resource));
             }
         }
@@ -129,7 +128,7 @@ ViStatus viGetAttribute(ViObject object, ViAttr attribute, void* value)
             *static_cast<ViUInt16*>(value) = provider();
             return VI_SUCCESS;
         case VI_ATTR_RSRC_MANF_NAME:
-            giveText(static_cast<ViChar*>(value), manufacturer);
+            writeText(static_cast<ViChar*>(value), manufacturer);
             return VI_SUCCESS;
         case KYVISA_ATTR_NETWORK_SEARCHES:
             *static_cast<ViUInt32*>(value) = settings->networkSearches;
@@ -157,11 +156,11 @@ ViStatus viFindRsrc(ViSession resourceManager, ViConstString expression, ViFindL
             return VI_ERROR_INV_EXPR;
 
         std::vector<std::string> resources = findResources(wanted, *settings);
-        give(count, static_cast<ViUInt32>(resources.size()));
+        write(count, static_cast<ViUInt32>(resources.size()));
         if (resources.empty())
             return VI_ERROR_RSRC_NFOUND;
-        giveText(description, resources.front());
-        // Without a place for its handle nobody could close the list.
+        writeText(description, resources.front());
+        // Without the handle nobody could close a list.
         if (list == nullptr)
             return VI_SUCCESS;
         resources.erase(resources.begin());
@@ -177,7 +176,7 @@ ViStatus viFindNext(ViFindList list, ViChar* description)
         const std::optional<std::string> resource = objects.next(list);
         if (!resource)
             return objects.isList(list) ? VI_ERROR_RSRC_NFOUND : VI_ERROR_INV_OBJECT;
-        giveText(description, *resource);
+        writeText(description, *resource);
         return VI_SUCCESS;
     });
 }
@@ -199,11 +198,11 @@ ViStatus viParseRsrcEx(ViSession resourceManager, ViConstString name, ViUInt16* 
         const std::optional<ParsedResource> parsed = parseResourceName(resolved.resource);
         if (!parsed || parsed->expandedName.size() >= VI_FIND_BUFLEN)
             return VI_ERROR_INV_RSRC_NAME;
-        give(interfaceType, parsed->interfaceType);
-        give(interfaceNumber, parsed->interfaceNumber);
-        giveText(resourceClass, parsed->resourceClass);
-        giveText(expandedName, parsed->expandedName);
-        giveText(alias, resolved.alias.empty() ? aliasOf(parsed->expandedName) : resolved.alias);
+        write(interfaceType, parsed->interfaceType);
+        write(interfaceNumber, parsed->interfaceNumber);
+        writeText(resourceClass, parsed->resourceClass);
+        writeText(expandedName, parsed->expandedName);
+        writeText(alias, resolved.alias.empty() ? aliasOf(parsed->expandedName) : resolved.alias);
         return VI_SUCCESS;
     });
 }
@@ -212,7 +211,7 @@ ViStatus viOpen(ViSession resourceManager, ViConstString /*name*/, ViUInt32 /*ac
                 ViSession* session)
 {
     return guarded([&](Objects& objects) {
-        give(session, VI_NULL);
+        write(session, VI_NULL);
         return objects.settings(resourceManager) ? VI_ERROR_NSUP_OPER : VI_ERROR_INV_OBJECT;
     });
 }
@@ -223,7 +222,7 @@ ViStatus viStatusDesc(ViObject object, ViStatus status, ViChar* description)
         if (!objects.settings(object) && !objects.isList(object))
             return VI_ERROR_INV_OBJECT;
         const char* words = statusDescription(status);
-        giveText(description, words == nullptr ? "Unknown status." : words);
+        writeText(description, words == nullptr ? "Unknown status." : words);
         return words == nullptr ? VI_WARN_UNKNOWN_STATUS : VI_SUCCESS;
     });
 }

@@ -5,8 +5,8 @@
 
 #include "visa.h"
 
-/// Closes a VISA session or find list at the end of a scope, VI_NULL as well. Statuses stay with the caller: a
-/// find list is to be owned only where the caller's reading of viFindRsrc() says that one is open.
+/// Owns a VISA session or find list, and closes it at the end of a scope, VI_NULL as well. Own a find list only if the
+/// status of viFindRsrc() says that it is open.
 class VisaHandle
 {
 public:
@@ -17,7 +17,8 @@ public:
     VisaHandle(const VisaHandle&) = delete;
     VisaHandle& operator=(const VisaHandle&) = delete;
 
-    /// Whatever the library gives as a session of the default resource manager; its status is not looked at.
+    /// Opens a session of the default resource manager. Ignores the status; after an error the handle is what the
+    /// library wrote, else VI_NULL.
     [[nodiscard]] static VisaHandle defaultResourceManager()
     {
         ViSession session = VI_NULL;

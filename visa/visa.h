@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
 // SPDX-License-Identifier: MIT
 
-/// The VISA calls that this project makes, declared after the public standard (VPP-4.3, VPP-4.3.2). This is the
-/// whole boundary to libkyvisa.so, the vendor's or the stand-in.
+/// The whole boundary to libkyvisa.so, the vendor's or the stand-in: the VISA calls that this project uses, declared
+/// after the public standard (VPP-4.3, VPP-4.3.2). Any thread may call. A negative status is an error. The caller owns
+/// all buffers.
 
 #pragma once
 
@@ -27,7 +28,7 @@ static_assert(sizeof(ViUInt16) == 2 && sizeof(ViUInt32) == 4);
 static_assert(sizeof(ViAttrState) == sizeof(void*));
 
 constexpr ViObject VI_NULL = 0;
-constexpr unsigned VI_FIND_BUFLEN = 256; ///< the room that a description needs, its NUL included
+constexpr unsigned VI_FIND_BUFLEN = 256; ///< bytes of a description buffer, with the NUL
 
 constexpr ViStatus VI_SUCCESS = 0;
 constexpr ViStatus VI_WARN_NULL_OBJECT = 0x3FFF0082;
@@ -53,42 +54,48 @@ constexpr ViAttr VI_ATTR_RSRC_MANF_ID = 0x3FFF0175;   ///< 16 bit; the provider 
 constexpr ViAttr VI_ATTR_RSRC_MANF_NAME = 0xBFFF0174; ///< text of up to VI_FIND_BUFLEN
 
 // Attributes of the KyVisa library itself, for sessions of the default resource manager.
-constexpr ViAttr KYVISA_ATTR_SEARCH_TIME = 0x0F9C0001;      ///< milliseconds that a network search may take
+constexpr ViAttr KYVISA_ATTR_SEARCH_TIME = 0x0F9C0001;      ///< time limit of a network search, in ms
 constexpr ViAttr KYVISA_ATTR_NETWORK_SEARCHES = 0x0F9C0002; ///< 0: this machine only, 7: every network search
 
 extern "C"
 {
-    /// Gives a new session, to be closed by viClose(), which closes its find lists too.
+    /// Opens a session. viClose() closes it and its find lists.
     ViStatus viOpenDefaultRM(ViSession* resourceManager);
 
+    /// Sets an attribute of a session or find list. VI_ERROR_NSUP_ATTR: there is no such attribute, or it is read-only.
+    /// VI_ERROR_NSUP_ATTR_STATE: the value is out of range.
     ViStatus viSetAttribute(ViObject object, ViAttr attribute, ViAttrState value);
 
-    /// Gives the first match and the number of matches. `list` and `count` may be null. Without a match the status
-    /// is VI_ERROR_RSRC_NFOUND and no list is left open.
+    /// Writes the first match and the number of matches, and opens a list of the others. `list` and `count` may be
+    /// null. VI_ERROR_RSRC_NFOUND: there is no match, and no list is open.
     ViStatus viFindRsrc(ViSession resourceManager, ViConstString expression, ViFindList* list, ViUInt32* count,
                         ViChar description[VI_FIND_BUFLEN]);
 
-    /// VI_ERROR_RSRC_NFOUND once every match was given.
+    /// Writes the next match. VI_ERROR_RSRC_NFOUND: there are no more.
     ViStatus viFindNext(ViFindList list, ViChar description[VI_FIND_BUFLEN]);
 
+    /// Parses a resource string or alias: writes a VI_INTF_ type and the board number. VI_ERROR_INV_RSRC_NAME: it is
+    /// neither.
     ViStatus viParseRsrc(ViSession resourceManager, ViConstString name, ViUInt16* interfaceType,
                          ViUInt16* interfaceNumber);
 
-    /// As viParseRsrc(), and gives the resource class ("INSTR" or "SOCKET"), the whole resource name with no alias in
-    /// it, and the alias that stands for it, empty where there is none. Every pointer behind `name` may be null; a text
-    /// needs VI_FIND_BUFLEN.
+    /// Like viParseRsrc(). Also writes the resource class ("INSTR" or "SOCKET"), the full resource string, and its
+    /// alias or an empty text. Pointers after `name` may be null. A text needs VI_FIND_BUFLEN bytes. The program does
+    /// not use it; other clients of the stand-in do.
     ViStatus viParseRsrcEx(ViSession resourceManager, ViConstString name, ViUInt16* interfaceType,
                            ViUInt16* interfaceNumber, ViChar* resourceClass, ViChar* expandedName, ViChar* alias);
 
-    /// Writes as many bytes to `value` as the attribute has.
+    /// Writes as many bytes to `value` as the attribute has. The program does not use it.
     ViStatus viGetAttribute(ViObject object, ViAttr attribute, void* value);
 
+    /// Opens an instrument; times are in milliseconds. The program does not use it. The stand-in returns
+    /// VI_ERROR_NSUP_OPER; PyVISA needs the symbol to load a library.
     ViStatus viOpen(ViSession resourceManager, ViConstString name, ViUInt32 accessMode, ViUInt32 timeout,
                     ViSession* session);
 
-    /// Words for a status. VI_WARN_UNKNOWN_STATUS for one that has none.
+    /// Writes the text of a status. VI_WARN_UNKNOWN_STATUS: it has none. The program does not use it.
     ViStatus viStatusDesc(ViObject object, ViStatus status, ViChar description[VI_FIND_BUFLEN]);
 
-    /// VI_WARN_NULL_OBJECT for VI_NULL.
+    /// Closes a session or find list. Returns VI_WARN_NULL_OBJECT for VI_NULL.
     ViStatus viClose(ViObject object);
 }
