@@ -26,7 +26,7 @@ namespace KyVisa
 namespace
 {
 
-constexpr int maximumLinkDepth = 40; // as the kernel has it
+constexpr int maximumLinkDepth = 40; // the kernel's limit
 constexpr int maximumAttempts = 10;
 constexpr int maximumLockAttempts = 20;
 constexpr useconds_t lockPause = 1000; // microseconds; removing left-over files takes less
@@ -43,7 +43,7 @@ constexpr const char* accessListName = "system.posix_acl_access";
     throw std::system_error(error, std::generic_category(), operation);
 }
 
-/// Passes a system call's result through, or throws what errno says.
+/// Returns the result of a system call, or throws its error.
 template <typename Result>
 Result checked(Result result, const char* operation)
 {
@@ -52,7 +52,7 @@ Result checked(Result result, const char* operation)
     return result;
 }
 
-/// The folder does not permit what replacing by a rename needs.
+/// Returns whether the folder does not permit a rename.
 bool isForbidden(int error)
 {
     return error == EBUSY || error == EACCES || error == EPERM || error == EROFS;
@@ -97,7 +97,7 @@ private:
 bool readAll(int descriptor, std::string& bytes)
 {
     struct stat status = {};
-    // One byte more than the file has, so that its end is found without another round.
+    // One byte more than the file has, so that read() finds the end without resizing.
     const bool known = ::fstat(descriptor, &status) == 0 && status.st_size > 0;
     bytes.resize(known ? static_cast<std::size_t>(status.st_size) + 1 : smallestBlock);
     std::size_t length = 0;
@@ -129,7 +129,7 @@ void writeAll(int descriptor, std::string_view bytes)
     }
 }
 
-/// The file that a chain of symbolic links ends at, whether it exists or not.
+/// Returns where a chain of symbolic links ends. That file need not exist.
 std::filesystem::path linkTarget(std::filesystem::path path)
 {
     for (int depth = 0; depth < maximumLinkDepth; ++depth)
@@ -152,7 +152,7 @@ struct stat statusOf(int descriptor)
     return status;
 }
 
-/// What a name in a folder stands for, if anything. A symbolic link is not followed.
+/// Returns the status of a name in a folder, if it exists. Does not follow a symbolic link.
 std::optional<struct stat> statusOf(int folder, const std::string& name)
 {
     struct stat status = {};
@@ -181,8 +181,7 @@ bool isTemporary(std::string_view name)
            name.substr(name.size() - temporaryEnd.size()) == temporaryEnd;
 }
 
-/// A folder, held open: what happens in it does not depend on its path any more. As long as it is open it is locked
-/// for the others that replace files in it, so that nobody takes their temporary files for those of a dead process.
+/// A folder, open and under a shared lock. The lock tells other processes that the temporary files in it are in use.
 class Folder
 {
 public:
@@ -203,14 +202,14 @@ public:
 
     [[nodiscard]] int get() const { return m_descriptor.get(); }
 
-    /// Writes the names to the disk. A failure changes nothing: by now the files are in their places.
+    /// Writes the names to the disk. Ignores a failure, because the files are in their places.
     void sync() const { ::fsync(m_readable.get()); }
 
 private:
     /// Removes the temporary files of processes that were killed.
     void removeLeftOvers()
     {
-        // The lock is for a moment, so it has a descriptor of its own: closing that unlocks whatever fails.
+        // A descriptor of its own: closing it unlocks the folder, whatever fails.
         Descriptor listed(::openat(get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         if (::flock(listed.get(), LOCK_EX | LOCK_NB) != 0)
             return;
@@ -230,20 +229,20 @@ private:
     Descriptor m_readable;
 };
 
-/// The file that is to be replaced, opened once: everything about it is asked through this descriptor.
+/// The file to replace. It is opened once, and everything about it is read through this descriptor.
 struct OldFile
 {
     Descriptor descriptor;
     struct stat status = {};
     std::string bytes;
 
-    /// Nothing where there is no such file.
+    /// Returns nothing if there is no such file.
     static std::optional<OldFile> open(int folder, const std::string& name)
     {
         const auto listed = KyVisa::statusOf(folder, name);
         if (!listed)
             return {};
-        // Opening a device or a pipe may already do something.
+        // Do not open devices or pipes: that may have an effect.
         if (!S_ISREG(listed->st_mode))
             throwError(EINVAL, "open");
         OldFile old;
@@ -261,8 +260,8 @@ struct OldFile
 enum class Outcome
 {
     Replaced,
-    Changed,   ///< somebody else was faster: begin anew
-    Forbidden, ///< the folder does not permit it
+    Changed,   ///< somebody else changed the file: try again
+    Forbidden, ///< the folder permits no rename
 };
 
 std::string temporaryName()
@@ -271,14 +270,14 @@ std::string temporaryName()
     return std::string(temporaryBegin) + std::to_string(random()) + std::string(temporaryEnd);
 }
 
-/// A new file, which goes with this object unless it takes a lasting name. As long as it has no name at all, nothing is
-/// left of it when the process is killed.
+/// A new file. The destructor removes it unless it has taken a lasting name. It has no name at first where the file
+/// system can do that, so a killed process leaves nothing.
 class NewFile
 {
 public:
     NewFile(int folder, mode_t mode) : NewFile(folder)
     {
-        // The unnamed file gets its name by way of this folder.
+        // An unnamed file gets its name through this folder.
         if (::access("/proc/self/fd", X_OK) == 0)
             m_descriptor = Descriptor(::openat(folder, ".", O_TMPFILE | O_RDWR | O_CLOEXEC, mode));
         else
@@ -297,20 +296,20 @@ public:
     NewFile(const NewFile&) = delete;
     NewFile& operator=(const NewFile&) = delete;
 
-    /// Takes over mode and access control list and, as far as the process may give files away, owner and group.
+    /// Takes mode, access control list, owner and group of the old file, as far as the process may set them.
     void beLike(const OldFile& old);
 
-    /// Fills the file and writes it to the disk: one that is renamed before could be empty after a power failure.
+    /// Fills the file and writes it to the disk. Without that, a power failure after the rename could leave it empty.
     void fill(std::string_view bytes)
     {
         writeAll(m_descriptor.get(), bytes);
         checked(::fsync(m_descriptor.get()), "fsync");
     }
 
-    /// Takes the first free of `name`.~1~, `name`.~2~... and returns it.
+    /// Takes the first free name of `name`.~1~, `name`.~2~... and returns it.
     std::string stayAsCopyOf(const std::string& name);
 
-    /// Takes the place of the old file or, without one, `name`, which must be free.
+    /// Takes the place of the old file. Without one, takes `name`, which must be free.
     Outcome takePlaceOf(const std::optional<OldFile>& old, const std::string& name);
 
 private:
@@ -344,10 +343,10 @@ bool NewFile::takeGroupOf(const struct stat& old)
     const struct stat own = statusOf(m_descriptor.get());
     if (own.st_uid == old.st_uid && own.st_gid == old.st_gid)
         return true;
-    // Only root may give a file away; the group may still be one of the user's own.
+    // Only root may change the owner. A user may still choose among the own groups.
     if (::fchown(m_descriptor.get(), old.st_uid, old.st_gid) == 0)
         return true;
-    // The second code says that this user namespace has no such owner.
+    // EINVAL: this user namespace has no such owner.
     if (errno != EPERM && errno != EINVAL)
         throwError(errno, "fchown");
     return own.st_gid == old.st_gid || ::fchown(m_descriptor.get(), static_cast<uid_t>(-1), old.st_gid) == 0;
@@ -360,20 +359,20 @@ void NewFile::beLike(const OldFile& old)
     if (length < 0 && errno != ENODATA && errno != EOPNOTSUPP)
         throwError(errno, "fgetxattr");
 
-    // Another group gets nothing, neither by the mode nor by the list.
+    // If the group cannot be kept, drop the group's permissions and the list.
     const int descriptor = m_descriptor.get();
     const bool groupKept = takeGroupOf(old.status);
     const mode_t withoutGroup = old.status.st_mode & 07707U;
     if (length <= 0 || !groupKept)
     {
-        // The folder may have a default list.
+        // The folder's default list may have set one.
         if (::fremovexattr(descriptor, accessListName) != 0 && errno != ENODATA && errno != EOPNOTSUPP)
             throwError(errno, "fremovexattr");
         checked(::fchmod(descriptor, groupKept ? old.status.st_mode & 07777U : withoutGroup), "fchmod");
         return;
     }
     checked(::fchmod(descriptor, withoutGroup), "fchmod");
-    // With a list, the group's bits of the mode are the list's mask. Where it cannot be set, they stay away.
+    // With a list, the group's bits of the mode are its mask. Without the list they would open the file to the group.
     if (::fsetxattr(descriptor, accessListName, list.data(), static_cast<std::size_t>(length), 0) != 0 &&
         errno != EOPNOTSUPP)
         throwError(errno, "fsetxattr");
@@ -403,7 +402,7 @@ std::string NewFile::stayAsCopyOf(const std::string& name)
     }
 }
 
-/// Keeps what has just been replaced, unless it is the old file: somebody else wrote it at this moment.
+/// Keeps the replaced file as a copy if it is not the old one, because somebody else has just written it.
 void NewFile::keepUnless(const OldFile& old, const std::string& name)
 {
     try
@@ -413,7 +412,7 @@ void NewFile::keepUnless(const OldFile& old, const std::string& name)
     }
     catch (const std::system_error&)
     {
-        // It keeps its temporary name.
+        // Leave it under its temporary name.
         m_name.clear();
     }
 }
@@ -429,7 +428,7 @@ Outcome NewFile::takePlaceOf(const std::optional<OldFile>& old, const std::strin
             throwError(errno, "link");
     }
 
-    // The exchange, unlike a plain rename, shows what it has replaced.
+    // After an exchange, unlike a rename, the replaced file is still there.
     int result =
         ::renameat2(m_folder, m_name.c_str(), m_folder, name.c_str(), old ? RENAME_EXCHANGE : RENAME_NOREPLACE);
     if (result == 0 && old)
@@ -456,7 +455,7 @@ Outcome NewFile::takePlaceOf(const std::optional<OldFile>& old, const std::strin
     throwError(errno, "rename");
 }
 
-/// A copy of an old file, which appears whole and goes with this object unless it is kept.
+/// A copy of an old file. It appears whole, and the destructor removes it unless keep() was called.
 class Copy
 {
 public:
@@ -486,7 +485,7 @@ private:
     bool m_kept = false;
 };
 
-/// Writes over a file's own bytes.
+/// Writes into an existing file.
 void overwrite(int descriptor, std::string_view bytes)
 {
     writeAll(descriptor, bytes);
@@ -494,7 +493,7 @@ void overwrite(int descriptor, std::string_view bytes)
     checked(::fsync(descriptor), "fsync");
 }
 
-/// One replacement, once the symbolic links are followed.
+/// One attempt to replace a file that is no symbolic link.
 class Attempt
 {
 public:
@@ -507,11 +506,11 @@ public:
     [[nodiscard]] const std::optional<OldFile>& old() const { return m_old; }
 
     Outcome replaceByRename(std::string_view bytes, bool needsCopy);
-    /// Only where there is an old file.
+    /// Requires an old file.
     Outcome writeInPlace(std::string_view bytes, bool needsCopy);
 
 private:
-    /// Null where a copy can be made in neither place.
+    /// Returns null if no copy can be made in either folder.
     [[nodiscard]] std::unique_ptr<Copy> makeCopy() const;
 
     std::string m_folderName;
@@ -570,7 +569,7 @@ Outcome Attempt::writeInPlace(std::string_view bytes, bool needsCopy)
     const int descriptor = m_old->descriptor.get();
     if (!isUnchanged(statusOf(descriptor), m_old->status))
         return Outcome::Changed;
-    // A full disk shows before a byte is overwritten.
+    // Find out that the disk is full before overwriting anything.
     const int reserved =
         bytes.empty() ? 0 : ::fallocate(descriptor, FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(bytes.size()));
     if (reserved != 0 && !isUnsupported(errno))
@@ -612,7 +611,7 @@ void FileReplacement::replaceBy(std::string_view bytes) const
         const auto& old = attempt.old();
         const bool needed = old && needsCopy && needsCopy(old->bytes);
         Outcome outcome = Outcome::Forbidden;
-        // A rename would leave the other names of the file behind.
+        // After a rename, the other hard links would still be the old file.
         if (!old || old->status.st_nlink <= 1)
             outcome = attempt.replaceByRename(bytes, needed);
         if (outcome == Outcome::Forbidden)

@@ -10,28 +10,25 @@
 namespace KyVisa
 {
 
-/// Reads a file through one descriptor. Returns whether the end was reached; otherwise `bytes` holds what could be
-/// read.
+/// Reads a file into `bytes`. Returns false if an error stopped the reading; `bytes` then contains the beginning.
 bool readFile(const std::string& path, std::string& bytes);
 
-/// How one file is replaced by new bytes. Neither a failure nor the end of the process loses the old bytes.
+/// Replaces one file by new bytes. A failure or a killed process never loses the old bytes.
 struct FileReplacement
 {
-    /// The file, or a symbolic link to it. It is made where there is none, in a folder that exists.
+    /// The file, or a symbolic link to it. It need not exist, but its folder must.
     std::string path;
-    /// Where a copy goes that cannot lie beside the file, or empty. The last folder of this path is made when it is
-    /// needed.
+    /// The folder for a copy that cannot lie beside the file, or empty. Only its last part is made when it is needed.
     std::string copyFolder;
-    /// Asked with the bytes of the old file: whether they must stay in a copy, path.~1~ (or ~2~...).
+    /// Returns whether the old bytes must stay in a copy, path.~1~ (or ~2~...). May be empty: no copy.
     std::function<bool(const std::string& oldBytes)> needsCopy;
 
-    /// Replaces the file: by a temporary file that is renamed over it or, where that is impossible (the file is a
-    /// mount point, the folder does not permit it) or wrong (the file has several hard links), by writing into it.
-    /// The new file has mode, access control list, group and, where the process may give files away, owner of the
-    /// old one. A copy that can be made in neither place is left out.
+    /// Renames a new file over the old one. Writes into the old one instead if it is a mount point, if it has several
+    /// hard links, or if the folder permits no rename. Mode, access control list, group and owner stay, as far as the
+    /// process may set them. Replaces the file even if no copy can be made.
     ///
-    /// Throws std::system_error, the file being as before, when anything fails, when the process may not read and
-    /// write the file, and when it is not a regular one.
+    /// Throws std::system_error and leaves the file as it was if anything fails, if the process may not both read and
+    /// write the file, or if it is not a regular file.
     void replaceBy(std::string_view bytes) const;
 };
 
