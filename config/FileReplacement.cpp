@@ -187,12 +187,12 @@ class Folder
 {
 public:
     explicit Folder(const std::string& path)
-        : m_descriptor(checked(::open(path.empty() ? "." : path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC), "open")),
+        : m_descriptor(
+              checked(::openat(AT_FDCWD, path.empty() ? "." : path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC), "open")),
           m_readable(::openat(m_descriptor.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC))
     {
-        // A folder that does not open for reading, or has no locks, is used all the same.
-        if (::flock(m_readable.get(), LOCK_EX | LOCK_NB) == 0)
-            removeLeftOvers();
+        removeLeftOvers();
+        // A folder that does not open for reading, or has no locks, is used without.
         for (int count = 0; count < maximumLockAttempts; ++count)
         {
             if (::flock(m_readable.get(), LOCK_SH | LOCK_NB) == 0 || errno != EWOULDBLOCK)
@@ -210,7 +210,10 @@ private:
     /// Removes the temporary files of processes that were killed.
     void removeLeftOvers()
     {
+        // The lock is for a moment, so it has a descriptor of its own: closing that unlocks whatever fails.
         Descriptor listed(::openat(get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        if (::flock(listed.get(), LOCK_EX | LOCK_NB) != 0)
+            return;
         const std::unique_ptr<DIR, int (*)(DIR*)> listing(::fdopendir(listed.get()), ::closedir);
         if (!listing)
             return;
@@ -596,7 +599,7 @@ Outcome Attempt::writeInPlace(std::string_view bytes, bool needsCopy)
 bool readFile(const std::string& path, std::string& bytes)
 {
     bytes.clear();
-    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const Descriptor file(::openat(AT_FDCWD, path.c_str(), O_RDONLY | O_CLOEXEC));
     return file.get() >= 0 && readAll(file.get(), bytes);
 }
 

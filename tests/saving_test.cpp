@@ -5,7 +5,6 @@
 #include "config/ConfigurationFile.h"
 #include "config/FileReplacement.h"
 
-#include <cerrno>
 #include <csignal>
 #include <iostream>
 #include <set>
@@ -21,11 +20,9 @@
 
 namespace fs = std::filesystem;
 using KyVisa::ConfigurationFile;
-using KyVisa::FileReplacement;
 using KyVisa::ModernConfigurationFile;
 using ::testing::Each;
 using ::testing::StartsWith;
-using ::testing::UnorderedElementsAre;
 using Texts = std::vector<std::string>;
 
 namespace
@@ -54,9 +51,16 @@ long systemCall(long number, long a, long b, long c, long d, long e)
 
 const std::string version = ":KyVisaConfigurationFileVersion01\n";
 const std::string saved = version + ":Provider=3996\n";
-const std::string replaced = saved + "NEW=entry\n";
+const std::string replaced = saved + "NEW=en try\n";
 
-/// The files' names here or, of copies, the texts, wherever they lie.
+struct stat statusOf(const fs::path& path)
+{
+    struct stat status = {};
+    ::stat(path.c_str(), &status);
+    status.st_mode &= 07777U;
+    return status;
+}
+
 Texts files()
 {
     Texts names;
@@ -65,49 +69,37 @@ Texts files()
     return names;
 }
 
+/// The texts of the copies, wherever they lie.
 Texts copies()
 {
     Texts texts;
     for (const auto& entry : fs::recursive_directory_iterator(".."))
     {
-        if (entry.path().filename().string().find(".~") != std::string::npos)
-            texts.push_back(readFile(entry.path()));
+        if (entry.path().native().back() != '~')
+            continue;
+        EXPECT_EQ(statusOf(entry).st_mode, 0604U);
+        texts.push_back(readFile(entry.path()));
     }
     return texts;
 }
 
-struct stat statusOf(const char* path)
-{
-    struct stat status = {};
-    ::stat(path, &status);
-    status.st_mode &= 07777U;
-    return status;
-}
-
-// Root may do anything, so it has its files and some processes belong to somebody else.
-void giveAway(const char* path)
-{
-    EXPECT_TRUE(::geteuid() != 0 || ::chown(path, ordinary, ordinary) == 0);
-}
-
-void becomeOrdinary()
-{
-    EXPECT_TRUE(::geteuid() != 0 || (::setegid(ordinary) == 0 && ::seteuid(ordinary) == 0));
-}
-
-/// An old file alone in its folder, which belongs, as the home, to an ordinary user.
-void prepare(const std::string& text)
+/// Makes one file, whose folder and home belong to an ordinary user: root may do anything.
+void prepare(const std::string& text, const fs::path& file = "visa.conf")
 {
     fs::permissions(".", fs::perms(0755));
     fs::permissions("..", fs::perms(0755));
     for (const auto& entry : fs::directory_iterator("."))
         fs::remove(entry);
-    fs::remove("../link");
     fs::remove_all(World::configurationFile().parent_path());
-    writeFile("visa.conf", text);
-    fs::permissions("visa.conf", fs::perms(0604));
-    for (const char* path : {".", "../home", "visa.conf"})
-        giveAway(path);
+    writeFile(file, text);
+    fs::permissions(file, fs::perms(0604));
+    for (const fs::path& path : {fs::path("."), fs::path("../home"), file})
+        EXPECT_TRUE(::getuid() != 0 || ::chown(path.c_str(), ordinary, ordinary) == 0);
+}
+
+void become(uid_t user)
+{
+    EXPECT_TRUE(::getuid() != 0 || (::seteuid(0) == 0 && ::setegid(user) == 0 && ::seteuid(user) == 0));
 }
 
 template <typename Work>
@@ -117,7 +109,7 @@ pid_t start(Work work)
     if (child != 0)
         return child;
     work();
-    ::_exit(callsLeft >= 0 ? 1 : 0);
+    ::_exit(0);
 }
 
 /// How a child ended, as waitpid() says it.
@@ -128,17 +120,22 @@ int endOf(pid_t child)
     return status;
 }
 
-/// Replaces what the file holds by one alias. From `calls` system calls on, one fails.
-void save(bool isKnown, long calls = -1)
+void replaceBy(const std::string& text)
+{
+    KyVisa::FileReplacement{"visa.conf", "", [](const std::string&) { return true; }}.replaceBy(text);
+}
+
+/// Returns whether the save made the call that fails.
+bool save(long call)
 {
     ModernConfigurationFile file("visa.conf");
-    if (isKnown)
-        file.parse(file.m_aliases, file.m_resources, file.m_provider);
-    file.m_aliases = {{"NEW", "entry"}};
+    file.parse(file.m_aliases, file.m_resources, file.m_provider);
+    file.m_aliases = {{"NEW", "en\ntry"}};
     file.m_resources.clear();
     file.m_copyFolder = World::configurationFile().parent_path();
-    callsLeft = calls;
+    callsLeft = call;
     file.save();
+    return std::exchange(callsLeft, -1) < 0;
 }
 
 enum Kind
@@ -149,30 +146,17 @@ enum Kind
     ProtectedFolder,
 };
 
-/// Returns whether the call was reached.
+/// Returns whether the call was made.
 bool fail(Kind kind, const std::string& old, long call)
 {
     prepare(old);
     if (kind == Absent)
         fs::remove("visa.conf");
     if (kind == HardLinks)
-        fs::create_hard_link("visa.conf", "../link");
-    if (kind == ProtectedFolder)
-        fs::permissions(".", fs::perms(0555));
-    const auto trial = [kind](long failing) {
-        if (kind != ProtectedFolder && failure != killed)
-        {
-            save(true, failing);
-            return std::exchange(callsLeft, -1) < 0;
-        }
-        const int status = endOf(start([&] {
-            if (kind == ProtectedFolder)
-                becomeOrdinary();
-            save(true, failing);
-        }));
-        return !WIFEXITED(status) || WEXITSTATUS(status) == 0;
-    };
-    const bool reached = trial(call);
+        fs::create_hard_link("visa.conf", "visa.conf.link");
+    fs::permissions(".", fs::perms(kind == ProtectedFolder ? 0555 : 0755));
+    become(kind == ProtectedFolder ? ordinary : 0);
+    const bool reached = failure == killed ? !WIFEXITED(endOf(start([call] { save(call); }))) : save(call);
     const std::string now = readFile("visa.conf");
     const Texts kept = copies();
     // Only what is killed while it writes in place leaves neither, and then the copy.
@@ -181,11 +165,11 @@ bool fail(Kind kind, const std::string& old, long call)
     // A protected folder leaves one place for the copy, and where that fails the save still happens.
     EXPECT_TRUE(now == old || old.find('#') == std::string::npos || !kept.empty() ||
                 (kind == ProtectedFolder && reached && failure > 0));
-    EXPECT_TRUE(kind == Absent ||
-                (statusOf("visa.conf").st_mode == 0604U && statusOf("visa.conf").st_uid == statusOf(".").st_uid));
-    trial(-1);
-    EXPECT_EQ(readFile("visa.conf"), replaced);
-    EXPECT_EQ(readFile(kind == HardLinks ? "../link" : "visa.conf"), replaced);
+    const struct stat status = statusOf("visa.conf");
+    EXPECT_TRUE(kind == Absent || (status.st_mode == 0604U && status.st_uid == statusOf(".").st_uid));
+    save(-1);
+    become(0);
+    EXPECT_EQ(readFile(kind == HardLinks ? "visa.conf.link" : "visa.conf"), replaced);
     EXPECT_THAT(files(), Each(StartsWith("visa.conf")));
     return reached;
 }
@@ -238,7 +222,7 @@ TEST(Saving, LeavesWholeFilesWhenItIsKilled)
         prepare(text(0));
         const pid_t child = start([&] {
             for (int number = 1;; ++number)
-                FileReplacement{"visa.conf", "", [](const std::string&) { return true; }}.replaceBy(text(number));
+                replaceBy(text(number));
         });
         ::usleep(static_cast<useconds_t>(500 + kill * 37 % 3000));
         ::kill(child, SIGKILL);
@@ -246,7 +230,7 @@ TEST(Saving, LeavesWholeFilesWhenItIsKilled)
         Texts texts = copies();
         texts.push_back(readFile("visa.conf"));
         EXPECT_THAT(texts, Each(::testing::Truly(isWhole)));
-        FileReplacement{"visa.conf", "", nullptr}.replaceBy(text(kill));
+        replaceBy(text(kill));
         EXPECT_THAT(files(), Each(StartsWith("visa.conf")));
         ASSERT_FALSE(testing::Test::HasFailure()) << "kill " << kill;
     }
@@ -254,17 +238,17 @@ TEST(Saving, LeavesWholeFilesWhenItIsKilled)
 
 TEST(Saving, KeepsWhatTwoWriteAtTheSameTime)
 {
+    prepare("");
     const auto write = [](char writer) {
         for (int number = 0; number < 50; ++number)
-            FileReplacement{"visa.conf", "", [](const std::string&) { return true; }}.replaceBy(writer +
-                                                                                                std::to_string(number));
+            replaceBy(writer + std::to_string(number));
     };
     const pid_t other = start([&] { write('a'); });
     write('b');
     EXPECT_EQ(endOf(other), 0);
-    const Texts texts = copies();
-    EXPECT_EQ(std::set<std::string>(texts.begin(), texts.end()).count(readFile("visa.conf")), 0U);
-    EXPECT_EQ(std::set<std::string>(texts.begin(), texts.end()).size(), 99U);
+    Texts texts = copies();
+    texts.push_back(readFile("visa.conf"));
+    EXPECT_EQ(std::set<std::string>(texts.begin(), texts.end()).size(), 101U);
 }
 
 TEST(Saving, FollowsLinksAndRespectsProtection)
@@ -286,10 +270,9 @@ TEST(Saving, FollowsLinksAndRespectsProtection)
     ::umask(027);
     for (const char* name : {"first", "dangling", "loop", "pipe"})
         ModernConfigurationFile(name).save();
-    endOf(start([] {
-        becomeOrdinary();
-        ModernConfigurationFile("visa.conf").save();
-    }));
+    become(ordinary);
+    ModernConfigurationFile("visa.conf").save();
+    become(0);
     EXPECT_EQ(readFile("real/visa.conf") + readFile("new") + readFile("visa.conf"), saved + saved);
     EXPECT_EQ(statusOf("real/visa.conf").st_mode, 0640U);
     EXPECT_EQ(statusOf("new").st_mode, 0640U);
@@ -300,84 +283,55 @@ TEST(Saving, FollowsLinksAndRespectsProtection)
     EXPECT_EQ(kept.substr(0, length < 0 ? 0 : static_cast<std::size_t>(length)), hasList ? list : "");
 }
 
-TEST(Saving, KeepsACopyOfLinesThatNobodySaw)
+// What a file contains, and what happens to it, letter by letter: the store opens it (w) or loads it again (n), a
+// window shows what was loaded (v), another program adds a line (o), somebody removes the folder (r), the user confirms
+// a serial setting (c), a save keeps a copy (S) or none (s).
+TABLE(Copies, KeepLinesThatNobodySaw, Row{"Seen", saved + "SEEN=here\nseen\n\n \n", "ws"},
+      Row{"Comment", version + "# mine\n", "wSs"},
+      Row{"SerialSetting", version + ":SerialProperty[DeviceNo=1].Parity=1\n", "wS"},
+      Row{"AliasTwice", version + "A=1\na=2\n", "wS"}, Row{"AliasTwiceTheSame", version + "A=1\na=1\n", "ws"},
+      Row{"AliasWrittenAgain", version + "new=en try\nNew=other\n", "ws"},
+      Row{"CarriageReturns", version.substr(0, 33) + "\r\n:Provider=5\r\n", "ws"},
+      Row{"BehindTheVersion", version.substr(0, 33) + " mine\n", "wS"},
+      Row{"BehindTheProvider", version + ":Provider=5 mine\n", "wS"},
+      Row{"ProviderTwice", version + ":Provider=5\n:Provider=6\n", "wS"},
+      Row{"ProviderInAComment", version + "#:Provider=3996\n", "wS"},
+      Row{"NoProvider", version + ":Provider=none\nNEW=en try\n", "wS"},
+      Row{"NotReadToTheEnd", version + ":Provider=3996\n:Provider=99999999999\n", "wS"},
+      Row{"Unknown", saved + "SEEN=here\n", "S"}, Row{"UnknownWrittenAgain", saved + "new=en try\n\n \t\r\n", "s"},
+      Row{"UnknownOtherCase", saved + "NEW=En try\n", "S"}, Row{"UnknownProvider", version + ":Provider=5\n", "S"},
+      Row{"NotOurs", "\xef\xbb\xbf" + saved, "wS"}, Row{"FiveSettings", saved, "wcscsncsncsncs"},
+      Row{"SecondWindow", saved, "wcsnvS"}, Row{"SecondWindowWithoutALoad", saved, "wcsvcs"},
+      Row{"Script", saved, "woSonS"}, Row{"ScriptSeen", saved, "wonvs"}, Row{"FolderRemoved", saved, "wrs"})
 {
-    const std::string bareVersion = version.substr(0, version.size() - 1);
-    // What the file holds, whether it was read before, and whether a copy must be kept.
-    const std::vector<std::tuple<std::string, bool, bool>> rows = {
-        {saved + "SEEN=here\nseen\n\n \n", true, false},
-        {version + "# mine\n", true, true},
-        {version + ":SerialProperty[DeviceNo=1].Parity=1\n", true, true},
-        {version + "A=1\na=2\n", true, true},
-        {version + "A=1\na=1\n", true, false},
-        {version + "new=entry\nNew=other\n", true, false},
-        {bareVersion + "\r\n:Provider=5\r\n", true, false},
-        {bareVersion + " mine\n", true, true},
-        {version + ":Provider=5 mine\n", true, true},
-        {version + ":Provider=5\n:Provider=6\n", true, true},
-        {version + "#:Provider=3996\n", true, true},
-        {version + ":Provider=none\nNEW=entry\n", true, true},
-        {version + ":Provider=3996\n:Provider=99999999999\n", true, true},
-        {saved + "SEEN=here\n", false, true},
-        {saved + "new=entry\n\n \t\r\n", false, false},
-        {saved + "NEW=Entry\n", false, true},
-        {version + ":Provider=5\n", false, true},
-        {"\xef\xbb\xbf" + saved, false, true},
-    };
-    for (const auto& [text, isKnown, isKept] : rows)
-    {
-        prepare(text);
-        save(isKnown);
-        EXPECT_EQ(copies(), isKept ? Texts{text} : Texts{}) << text;
-        EXPECT_THAT(readFile("visa.conf"), ::testing::EndsWith("NEW=entry\n"));
-        EXPECT_EQ(statusOf(isKept ? "visa.conf.~1~" : "visa.conf").st_mode, 0604U);
-    }
-}
-
-TEST(Saving, TakesTurnsWithOthersAndLosesNoLine)
-{
-    prepare(saved + "FIRST=seen\n");
-    ConfigurationFile& store = ConfigurationFile::getInstance();
-    // As the window does it: the store looks for a change before it takes the data.
-    const auto saveAs = [&](std::uint32_t rate) {
+    const fs::path path = World::configurationFile();
+    if (GetParam().expected[0] != 'w')
         static_cast<void>(ConfigurationFile::getInstance());
-        store.setData({{"two\nlines", "line\nfeed"}});
-        store.m_serialProperties[1].baudRate = rate;
-        store.save();
-        fs::last_write_time("visa.conf", fs::last_write_time("visa.conf") - std::chrono::seconds(rate));
-    };
-    // Within the second of the load, and loaded again.
-    for (std::uint32_t rate = 0; rate < 5; ++rate)
-    {
-        saveAs(rate);
-        static_cast<void>(ConfigurationFile::getInstance());
-        store.rememberLoaded();
-    }
-    EXPECT_THAT(files(), UnorderedElementsAre("visa.conf"));
-    EXPECT_THAT(readFile("visa.conf"), ::testing::EndsWith("=0\nline feed=two lines\n"));
-
-    const std::string script = readFile("visa.conf") + "BY=script\n";
-    writeFile("visa.conf", script);
-    saveAs(10);
-    EXPECT_THAT(copies(), UnorderedElementsAre(script));
-    writeFile("visa.conf", script);
-    fs::last_write_time("visa.conf", fs::last_write_time("visa.conf") - std::chrono::seconds(50));
-    static_cast<void>(ConfigurationFile::getInstance());
-    store.rememberLoaded();
-    saveAs(4); // the rate that the script left as it was
-    EXPECT_THAT(copies(), UnorderedElementsAre(script));
-}
-
-TEST(Saving, MakesTheFolderAgainAndKeepsWhatAppeared)
-{
+    prepare(GetParam().text, path);
     ConfigurationFile& store = ConfigurationFile::getInstance();
-    writeConfiguration("CAME=later\n");
-    // The store reads it, but the user never saw it.
-    store.load();
-    store.setData({{"X", "A"}});
-    store.save();
-    EXPECT_THAT(copies(), UnorderedElementsAre(version + "CAME=later\n"));
-    fs::remove_all(World::configurationFile().parent_path());
-    store.save();
-    EXPECT_EQ(readFile(World::configurationFile()), saved + "A=X\n");
+    store.m_fileName = path;
+    Texts kept;
+    for (const char step : GetParam().expected)
+    {
+        const std::string old = readFile(path);
+        if (step == 'n')
+            store.load();
+        else if (step == 'v')
+            store.rememberLoaded();
+        else if (step == 'o')
+            writeFile(path, old + "BY=script\n");
+        else if (step == 'r')
+            fs::remove_all(path.parent_path());
+        else if (step == 'c')
+            ++store.m_serialProperties[1].baudRate;
+        else if (step != 'w')
+        {
+            store.setData({{"en\ntry", "NEW"}});
+            store.save();
+            if (step == 'S')
+                kept.push_back(old);
+            EXPECT_THAT(copies(), ::testing::UnorderedElementsAreArray(kept));
+            EXPECT_THAT(readFile(path), ::testing::EndsWith("NEW=en try\n"));
+        }
+    }
 }
