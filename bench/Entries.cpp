@@ -7,6 +7,9 @@
 #include <filesystem>
 #include <fstream>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace entries
 {
 
@@ -71,6 +74,14 @@ std::string file(const std::string& name, std::int64_t count, const std::string&
 std::string ownFile(std::int64_t count)
 {
     return file("own-" + std::to_string(count), count, ":KyVisaConfigurationFileVersion01\n:Provider=3996\n", false);
+}
+
+bool syncFolder()
+{
+    const int folder = ::open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const bool synced = ::fsync(folder) == 0;
+    ::close(folder);
+    return synced;
 }
 
 } // namespace entries

@@ -10,11 +10,11 @@
 
 #include <valgrind/callgrind.h>
 
-/// What all benchmarks of files read and write: four aliases to each resource without one.
+/// The files that the benchmarks read and write: one resource without alias after every four aliases.
 namespace entries
 {
 
-/// The number of entries that the table's main rows are about: $ENTRIES, or 250,000.
+/// The number of entries in the table's main rows: $ENTRIES, or 250,000.
 [[nodiscard]] std::int64_t mainCount();
 
 /// Runs a benchmark at the main number and at 1, 10, 40, 100 and 400 of 250 parts of it.
@@ -25,12 +25,15 @@ void atTenfoldCounts(benchmark::internal::Benchmark* benchmark);
 
 [[nodiscard]] std::string aliasName(std::int64_t number);
 
-/// Writes a file in the working directory, unless it is there, and returns its name. `header` goes first. Where
-/// `everyLineNamed` is set, a resource without alias gets a name as well, for formats that know no other lines.
+/// Writes a file into the working directory, unless it exists, and returns its name. The file begins with `header`. If
+/// `everyLineNamed` is set, a resource without alias has a name as well: some formats need one in each line.
 std::string file(const std::string& name, std::int64_t count, const std::string& header, bool everyLineNamed);
 
 /// The file of `count` entries in this program's own format.
 std::string ownFile(std::int64_t count);
+
+/// Syncs the working directory, so that a renamed file stays renamed. Returns false where that fails.
+[[nodiscard]] bool syncFolder();
 
 /// Runs the work once for each iteration. Preparing is neither timed nor counted.
 template <typename Prepare, typename Work>
@@ -41,7 +44,7 @@ void measure(benchmark::State& state, Prepare prepare, Work work)
         state.PauseTiming();
         prepare();
         state.ResumeTiming();
-        // Does nothing where the program does not run under callgrind.
+        // Does nothing unless the program runs under callgrind.
         CALLGRIND_START_INSTRUMENTATION;
         work();
         CALLGRIND_STOP_INSTRUMENTATION;

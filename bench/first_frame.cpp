@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
 // SPDX-License-Identifier: MIT
 
-// Preloaded into a Qt program: ends it as soon as its first window has been painted and sent to the display.
+// Preloaded into a Qt program: ends it when its first window was painted and sent to the display.
 
 #include <QCoreApplication>
 #include <QEvent>
@@ -20,7 +20,7 @@ public:
 
     bool eventFilter(QObject* object, QEvent* event) override
     {
-        // A window paints and flushes itself while it handles this event; the timer comes after that.
+        // The window paints and sends itself while it handles this event. The timer fires afterwards.
         const auto* window = qobject_cast<QWindow*>(object);
         if (event->type() == QEvent::Expose && window != nullptr && window->isExposed())
             QTimer::singleShot(0, this, [] { ::_exit(0); });

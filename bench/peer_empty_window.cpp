@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
 // SPDX-License-Identifier: MIT
 
-// A window with a tool bar and an empty table, as Qt makes it. With an argument: one that draws without OpenGL.
+// A window with a tool bar of texts and an empty table, as Qt makes it. With an argument, it draws without OpenGL.
+// It has no icons, so it is a faster peer than one that decodes some.
 
 #include <QApplication>
 #include <QMainWindow>

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
 // SPDX-License-Identifier: MIT
 
-// The least that a loader in plain C++ does: a loop that reads lines into a map with room for them.
+// A plain loader in C++, without any check: a loop that reads lines into a map with reserved room.
 
 #include "Entries.h"
 

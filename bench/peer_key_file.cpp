@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
 // SPDX-License-Identifier: MIT
 
-// GLib's GKeyFile on the same entries in one group. It syncs what it saves, as the store does.
+// GLib's GKeyFile on the same entries in one group. The saved file and its folder are synced, as the store does it.
 
 #include "Entries.h"
 
@@ -57,7 +57,8 @@ void keyFileSave(benchmark::State& state)
             gsize length = 0;
             const std::unique_ptr<gchar, Free> text(g_key_file_to_data(file.get(), &length, nullptr));
             if (g_file_set_contents_full("key-file-saved", text.get(), static_cast<gssize>(length), synced, fileMode,
-                                         nullptr) == FALSE)
+                                         nullptr) == FALSE ||
+                !entries::syncFolder())
                 state.SkipWithError("the file was not written");
         });
 }

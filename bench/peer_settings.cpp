@@ -22,10 +22,11 @@ void settingsLoad(benchmark::State& state)
         state, [&] { settings.reset(); },
         [&] {
             settings.emplace(name, QSettings::IniFormat);
-            // It parses a group when it is asked for it. What is in the file it says in no other way.
-            if (settings->allKeys().size() != count)
-                state.SkipWithError("the file was not read");
+            // The first question about a group parses the whole group. allKeys() would also make and sort a list.
+            benchmark::DoNotOptimize(settings->contains(QStringLiteral("aliases/resource0")));
         });
+    if (settings->allKeys().size() != count)
+        state.SkipWithError("the file was not read");
 }
 
 } // namespace

@@ -52,7 +52,7 @@ struct Times
     double cpu;
 };
 
-/// Notes when the wanted content of a widget has been painted.
+/// Records when the wanted content of a widget was painted.
 class Application : public QApplication
 {
 public:
@@ -66,7 +66,7 @@ public:
         m_end.reset();
     }
 
-    /// When it was painted, or nothing if that has not come before the time limit.
+    /// When it was painted, or nothing if that did not happen within the time limit.
     std::optional<Times> painted()
     {
         const bool inTime = QTest::qWaitFor([this] { return m_end.has_value(); }, timeLimit);
@@ -94,7 +94,7 @@ Application& application()
     return *static_cast<Application*>(qApp);
 }
 
-/// The window on a file of so many entries, shown and idle.
+/// The main window with a file of `count` entries, shown and idle.
 class Window
 {
 public:
@@ -114,7 +114,7 @@ public:
         settle();
     }
 
-    /// Everything that is due is done, also what waits for a timer.
+    /// Waits until all pending work is done, including work that waits for a timer.
     static void settle() { QTest::qWait(50); }
 
     [[nodiscard]] QAction* action(const char* name) const { return m_window->findChild<QAction*>(name); }
@@ -147,7 +147,7 @@ private:
     std::optional<gui::MainWindow> m_window;
 };
 
-/// Times what `act` starts until `widget` has been painted so that `shown` holds.
+/// Measures from the time that `act` returns until `widget` was painted and `shown` holds.
 void timeUntilPainted(benchmark::State& state, QWidget* widget, const Application::Shown& shown,
                       const std::function<Times()>& act)
 {
@@ -280,7 +280,7 @@ void saveClicked(benchmark::State& state)
     }
 }
 
-/// What the disk needs for as many bytes: a new file, synced and renamed.
+/// What the disk needs for as many bytes: a new file, synced and renamed, and its folder synced.
 void syncedFile(benchmark::State& state)
 {
     const std::string bytes(std::filesystem::file_size(entries::ownFile(state.range(0))), '#');
@@ -290,7 +290,7 @@ void syncedFile(benchmark::State& state)
         const Times begin = Times::now();
         const int descriptor = ::open("synced.new", O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
         if (::write(descriptor, bytes.data(), bytes.size()) < 0 || ::fsync(descriptor) != 0 ||
-            ::close(descriptor) != 0 || std::rename("synced.new", "synced") != 0)
+            ::close(descriptor) != 0 || std::rename("synced.new", "synced") != 0 || !entries::syncFolder())
             state.SkipWithError("the file was not written");
         state.SetIterationTime(Times::now().wall - begin.wall);
     }

@@ -34,8 +34,9 @@ namespace
 
 const QLatin1String settingsGroup("MainWindow");
 constexpr int gridLineWidth = 1;
-// The number of rows that set the first column widths. A screen shows fewer; measuring more delays the start.
-constexpr int measuredRows = 100;
+// The number of rows that set the first column widths: as many as a screen of 1,440 lines shows. Measuring more delays
+// the start.
+constexpr int measuredRows = 50;
 
 /// Shortens very long texts in the table. The layout of a line of megabytes takes seconds.
 class CellDelegate : public QStyledItemDelegate
