@@ -13,8 +13,8 @@ namespace standin
 /// A VISA search expression (VPP-4.3, "viFindRsrc"). It matches whole resource names, in any letter case.
 ///
 /// `?` is any character, `*` and `+` repeat the character or group before them, `\` takes the next character
-/// literally. `[abc]`, `[a-z]`, `[^a]`, `(…)` and `a|b` are as usual. Any other character matches itself. The optional
-/// attribute part in braces is malformed here. Matching takes time linear in the name's length. Any thread may match.
+/// literally. `[abc]`, `[a-z]`, `[^a]`, `(…)` and `a|b` are as usual. Any other character matches itself. The
+/// optional attribute part in braces is malformed here. Matching takes time linear in the name's length.
 class ResourceExpression
 {
 public:

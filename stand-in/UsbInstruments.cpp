@@ -65,6 +65,7 @@ std::vector<UsbInstrument> usbInstruments()
         instrument.interfaces.insert(std::strtoul(number.c_str(), nullptr, 16));
     }
     std::vector<UsbInstrument> ordered;
+    ordered.reserve(instruments.size());
     for (auto& [path, instrument] : instruments)
         ordered.push_back(std::move(instrument));
     return ordered;
