@@ -31,6 +31,8 @@ ConfigurationFile& storeOf(std::int64_t count)
     ConfigurationFile& store = emptyStore();
     store.m_fileName = entries::ownFile(count);
     store.load();
+    // As the model does when it shows what was loaded: a save of another text first looks what it would drop.
+    store.rememberLoaded();
     return store;
 }
 

@@ -74,6 +74,8 @@ public:
         return inTime ? m_end : std::nullopt;
     }
 
+    [[nodiscard]] bool isPainted() const { return m_end.has_value(); }
+
     bool notify(QObject* receiver, QEvent* event) override
     {
         const bool result = QApplication::notify(receiver, event);
@@ -178,6 +180,9 @@ Times confirmDialog(const QString& alias, const std::function<void()>& open)
         dialog->findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok)->click();
     });
     open();
+    // The dialog has stored its place now, which waits for the disk. The row must be shown before that.
+    if (!application().isPainted())
+        std::abort();
     return begin;
 }
 
