@@ -13,27 +13,21 @@
 
 TEST(MainWindow, OffersItsActionsWithTipsAndIcons)
 {
-    using Button = std::pair<const char*, const char*>;
-    const std::vector<Button> buttons = {{"Add Resource", "Neu_transp4d09c92bc222a"},
-                                         {"Remove resource", "Minus"},
-                                         {"Edit", "Edit_trans4d09c5d42eda5"},
-                                         {"Find Resource", "Suchen_tra4d09cbe82cb7b"},
-                                         {"", ""},
-                                         {"Edit properties", "Einstellun4d09c60e647ef"},
-                                         {"", ""},
-                                         {"Save", "Speichern_4d09cb08d5fcd"},
-                                         {"Close", "Power_Off4e1edc2c60f47"}};
+    // The icons are compared by their pixels; a separator has none.
+    const QStringList icons = {
+        "Neu_transp4d09c92bc222a", "Minus", "Edit_trans4d09c5d42eda5", "Suchen_tra4d09cbe82cb7b", "",
+        "Einstellun4d09c60e647ef", "",      "Speichern_4d09cb08d5fcd", "Power_Off4e1edc2c60f47"};
     const gui::MainWindow window;
-    const QList<QAction*> actions = window.findChild<QToolBar*>()->actions();
-    ASSERT_EQ(static_cast<std::size_t>(actions.size()), buttons.size());
-    for (int each = 0; each < actions.size(); ++each)
+    QStringList tips;
+    for (const QAction* action : window.findChild<QToolBar*>()->actions())
     {
-        const auto& [tip, icon] = buttons[static_cast<std::size_t>(each)];
-        const QImage image = QIcon(QString(":/icons/%1.ico").arg(icon)).pixmap(24).toImage();
-        EXPECT_EQ(actions[each]->toolTip(), tip);
-        EXPECT_EQ(actions[each]->isSeparator(), image.isNull()) << tip;
-        EXPECT_EQ(actions[each]->icon().pixmap(24).toImage(), image) << tip;
+        const QImage image = QIcon(":/icons/" + icons.value(tips.size()) + ".ico").pixmap(24).toImage();
+        tips += action->isSeparator() ? "|" : action->toolTip();
+        EXPECT_EQ(action->isSeparator(), image.isNull()) << tips.size();
+        EXPECT_EQ(action->icon().pixmap(24).toImage(), image) << tips.size();
     }
+    EXPECT_EQ(tips.join(", "),
+              "Add Resource, Remove resource, Edit, Find Resource, |, Edit properties, |, Save, Close");
 }
 
 TEST(MainWindow, ShowsTheBeginningOfALongTextAndEditsAllOfIt)
