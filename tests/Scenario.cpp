@@ -7,6 +7,7 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QComboBox>
+#include <QContextMenuEvent>
 #include <QDeadlineTimer>
 #include <QDialog>
 #include <QHeaderView>
@@ -97,12 +98,6 @@ Object& named(const QString& name)
     throw std::runtime_error((form().windowTitle() + " has no " + name).toStdString());
 }
 
-template <typename Object = QWidget>
-Object& named(Words words, int index)
-{
-    return named<Object>(word(words, index));
-}
-
 /// The rows that the view knows of, each with its columns.
 QString shownRows(const QAbstractItemView& view)
 {
@@ -116,7 +111,8 @@ QString shownRows(const QAbstractItemView& view)
             text += "=" + first.siblingAtColumn(1).data().toString();
         rows += view.selectionModel()->isSelected(first) ? "(" + text + ")" : text;
     }
-    return rows.join(' ');
+    const bool isCut = table != nullptr && view.sizeHintForColumn(0) > table->columnWidth(0);
+    return rows.join(' ') + (isCut ? " cut" : "");
 }
 
 QString shown(const QWidget& widget)
@@ -126,8 +122,9 @@ QString shown(const QWidget& widget)
     if (const auto* box = qobject_cast<const QComboBox*>(&widget))
         return QString("%1 of %2 from %3").arg(box->currentText()).arg(box->count()).arg(box->itemText(0)).trimmed();
     if (widget.isWindow())
-        return QString::asprintf("%s %dx%d at %d,%d%s", qPrintable(widget.windowTitle()), widget.width(),
-                                 widget.height(), widget.x(), widget.y(), widget.isMaximized() ? " maximised" : "");
+        return QString::asprintf("%s %dx%d at %d,%d%s%s", qPrintable(widget.windowTitle()), widget.width(),
+                                 widget.height(), widget.x(), widget.y(), widget.isMaximized() ? " maximised" : "",
+                                 widget.windowFlags().testFlag(Qt::WindowContextHelpButtonHint) ? " with help" : "");
     return widget.property(widget.inherits("QTabWidget") ? "currentIndex" : "text").toString();
 }
 
@@ -185,7 +182,8 @@ void click(int y)
 
 QString contextMenu(QAbstractItemView& view, int y)
 {
-    emit view.customContextMenuRequested(QPoint(1, y < 0 ? view.viewport()->height() + y : y));
+    QContextMenuEvent event(QContextMenuEvent::Mouse, QPoint(1, y < 0 ? view.viewport()->height() + y : y));
+    QCoreApplication::sendEvent(view.viewport(), &event);
     auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
     require(menu != nullptr, "there is no menu");
     QStringList entries;
@@ -198,13 +196,14 @@ QString contextMenu(QAbstractItemView& view, int y)
 /// The first key goes to the widget, which gets the focus, and each later one to what has the focus by then.
 void pressKeys(Words words)
 {
-    named(words, 1).setFocus();
+    named(word(words, 1)).setFocus();
     for (const QString& key : words.mid(2))
         QTest::keyClick(form().focusWidget(), Qt::Key(QKeySequence(key)[0]));
 }
 
 void start()
 {
+    require(mainWindow == nullptr, "there is a window already");
     std::filesystem::remove("log");
     mainWindow = std::make_unique<gui::MainWindow>();
     mainWindow->show();
@@ -227,15 +226,15 @@ const std::map<QString, std::function<void(Words)>> commands = {
     {"stop", [](Words) { form().close() ? mainWindow.reset() : void(); }},
     {"move", [](Words words) { form().move(number(words, 1), number(words, 2)); }},
     {"dismiss", [](Words) { dynamic_cast<QDialog&>(form()).done(0); }},
-    {"do", [](Words words) { named<QAction>(words, 1).trigger(); }},
-    {"press", [](Words words) { named<QAbstractButton>(words, 1).click(); }},
-    {"set", [](Words words) { named<QLineEdit>(words, 1).setText(rest(words, 2)); }},
-    {"type", [](Words words) { type(named<QLineEdit>(words, 1), rest(words, 2)); }},
+    {"do", [](Words words) { named<QAction>(word(words, 1)).trigger(); }},
+    {"press", [](Words words) { named<QAbstractButton>(word(words, 1)).click(); }},
+    {"set", [](Words words) { named<QLineEdit>(word(words, 1)).setText(rest(words, 2)); }},
+    {"type", [](Words words) { type(named<QLineEdit>(word(words, 1)), rest(words, 2)); }},
     {"keys", pressKeys},
-    {"choose", [](Words words) { choose(named(words, 1), number(words, 2)); }},
+    {"choose", [](Words words) { choose(named(word(words, 1)), number(words, 2)); }},
     {"edit", edit},
     {"cell", editCell},
-    {"double", [](Words words) { doubleClick(named<QAbstractItemView>(words, 1), number(words, 2)); }},
+    {"double", [](Words words) { doubleClick(named<QAbstractItemView>(word(words, 1)), number(words, 2)); }},
     {"click", [](Words words) { click(number(words, 1)); }},
 };
 
@@ -247,17 +246,22 @@ const std::map<QString, std::function<QString(Words)>> questions = {
     {"title", [](Words) { return form().windowTitle(); }},
     {"calls", [](Words) { return takeCalls(); }},
     {"callsAfterFind", [](Words) { return takeCalls().section(QRegExp("viFindRsrc[^;]*; "), -1); }},
-    {"menu", [](Words words) { return contextMenu(named<QAbstractItemView>(words, 1), number(words, 2)); }},
+    {"menu", [](Words words) { return contextMenu(named<QAbstractItemView>(word(words, 1)), number(words, 2)); }},
     {"visible", [](Words words) { return namesWith("visible", words); }},
     {"enabled", [](Words words) { return namesWith("enabled", words); }},
     {"show", shownByName},
 };
 
+template <typename Map>
+const auto& found(const Map& map, const char* kind, const QString& name)
+{
+    require(map.count(name) != 0, QString("there is no %1 %2").arg(kind, name));
+    return map.at(name);
+}
+
 QString answer(Words words)
 {
-    const auto question = questions.find(words[0]);
-    require(question != questions.end(), "there is no check " + words[0]);
-    const QString text = question->second(words);
+    const QString text = found(questions, "check", words[0])(words);
     return text.isEmpty() ? "nothing" : text;
 }
 
@@ -284,130 +288,93 @@ bool isReady()
 class Scenario : public QObject
 {
 public:
-    explicit Scenario(const std::filesystem::path& file);
+    explicit Scenario(const QString& file) : m_file(file.toStdString())
+    {
+        for (int line = 0; line < m_lines.size(); ++line)
+        {
+            const QString& text = m_lines[line];
+            const QRegularExpression separator(text.contains(" -> ") ? "; (?=.* -> )" : "; ");
+            for (const QString& step : text.isEmpty() || text[0] == '#' ? QStringList() : text.split(separator))
+                m_steps.emplace_back(line, step);
+        }
+    }
 
     /// Runs the steps up to the first one that fails, which fails the GoogleTest case.
-    void run();
+    void run()
+    {
+        step();
+        while (!m_ended)
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        mainWindow.reset();
+    }
 
 private:
-    void step();
-    void end();
-    void runNext();
-    void fail(const QString& reason);
+    void step()
+    {
+        if (m_failed || m_begun == m_steps.size())
+            return end();
+        // A step that opens a dialog returns when the dialog is closed: those in between run in the dialog's own loop.
+        QTimer::singleShot(1, this, &Scenario::step);
+        if (isReady())
+            runNext();
+        else if (m_deadline.hasExpired())
+            fail("the step after this line has no window that is ready");
+    }
 
-    const std::filesystem::path m_file;
-    const QStringList m_lines;
-    std::vector<std::pair<int, QString>> m_steps; ///< with the numbers of their lines
+    void end()
+    {
+        m_ended = true;
+        if (const QWidget* open = QApplication::activeModalWidget())
+            fail("this window is still open: " + open->windowTitle());
+        while (QApplication::activeModalWidget() != nullptr && QApplication::activeModalWidget()->close())
+            continue;
+    }
+
+    void runNext()
+    {
+        const QString text = m_steps[m_begun++].second;
+        m_deadline.setRemainingTime(waitAtMost);
+        try
+        {
+            const QStringList words = unescaped(text.section(" -> ", 0, 0)).split(' ');
+            const QString expected = text.section(" -> ", 1);
+            const QString actual = expected.isEmpty() ? QString() : answer(words);
+            require(actual == expected, "expected: " + expected + "\nactual:   " + actual);
+            if (expected.isEmpty())
+                found(commands, "command", words[0])(words);
+        }
+        catch (const std::exception& failure)
+        {
+            fail(failure.what());
+        }
+    }
+
+    void fail(const QString& reason)
+    {
+        constexpr int linesBefore = 3;
+        const int last = m_steps[m_begun - 1].first;
+        QString text;
+        for (int each = std::max(last - linesBefore, 0); each <= last; ++each)
+            text += QString("%1  %2\n").arg(each + 1, 5).arg(m_lines[each]);
+        if (!m_failed)
+            ADD_FAILURE_AT(m_file.c_str(), last + 1) << text.toStdString() << reason.toStdString();
+        m_failed = true;
+    }
+
+    const std::string m_file;
+    const QStringList m_lines = QString::fromStdString(readFile(m_file)).split('\n');
+    std::vector<std::pair<int, QString>> m_steps; ///< with the indexes of their lines
     std::size_t m_begun = 0;
     bool m_failed = false;
     bool m_ended = false;
     QDeadlineTimer m_deadline{waitAtMost};
 };
 
-Scenario::Scenario(const std::filesystem::path& file)
-    : m_file(file), m_lines(QString::fromStdString(readFile(file)).split('\n'))
-{
-    for (int line = 0; line < m_lines.size(); ++line)
-    {
-        const QString& text = m_lines[line];
-        const QRegularExpression separator(text.contains(" -> ") ? "; (?=.* -> )" : "; ");
-        for (const QString& step : text.isEmpty() || text[0] == '#' ? QStringList() : text.split(separator))
-            m_steps.emplace_back(line, step);
-    }
-}
-
-void Scenario::run()
-{
-    step();
-    while (!m_ended)
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    mainWindow.reset();
-}
-
-void Scenario::step()
-{
-    if (m_failed || m_begun == m_steps.size())
-    {
-        end();
-        return;
-    }
-    // A step that opens a dialog returns when the dialog is closed: those in between run in the dialog's own loop.
-    QTimer::singleShot(1, this, &Scenario::step);
-    if (isReady())
-        runNext();
-    else if (m_deadline.hasExpired())
-        fail("the step after this line has no window that is ready");
-}
-
-void Scenario::end()
-{
-    m_ended = true;
-    const QWidget* open = QApplication::activeModalWidget();
-    if (open != nullptr && !m_failed)
-        fail("this window is still open: " + open->windowTitle());
-    while (QApplication::activeModalWidget() != nullptr && QApplication::activeModalWidget()->close())
-        continue;
-}
-
-void Scenario::runNext()
-{
-    const QString& text = m_steps[m_begun++].second;
-    m_deadline.setRemainingTime(waitAtMost);
-    try
-    {
-        const QStringList words = unescaped(text.section(" -> ", 0, 0)).split(' ');
-        if (text.contains(" -> "))
-        {
-            const QString expected = text.section(" -> ", 1);
-            const QString actual = answer(words);
-            require(actual == expected, "expected: " + expected + "\nactual:   " + actual);
-            return;
-        }
-        const auto command = commands.find(words[0]);
-        require(command != commands.end(), "there is no command " + words[0]);
-        command->second(words);
-    }
-    catch (const std::exception& failure)
-    {
-        fail(failure.what());
-    }
-}
-
-void Scenario::fail(const QString& reason)
-{
-    constexpr int linesBefore = 3;
-    const int last = m_steps[m_begun - 1].first;
-    QString text;
-    for (int each = std::max(last - linesBefore, 0); each <= last; ++each)
-        text += QString("%1  %2\n").arg(each + 1, 5).arg(m_lines[each]);
-    if (!m_failed)
-        ADD_FAILURE_AT(m_file.c_str(), last + 1) << text.toStdString() << reason.toStdString();
-    m_failed = true;
-}
-
-const std::filesystem::path folder = qEnvironmentVariable("SCENARIOS", SCENARIOS).toStdString();
-
-std::vector<std::string> scenarios()
-{
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(folder))
-    {
-        if (entry.path().extension() == ".txt")
-            names.push_back(entry.path().stem().string());
-    }
-    return names;
-}
-
-class ScenarioFiles : public ::testing::TestWithParam<std::string>
-{
-};
-
 } // namespace
 
-TEST_P(ScenarioFiles, Runs)
+TEST(Scenario, Runs)
 {
-    Scenario(folder / (GetParam() + ".txt")).run();
+    const QString file = QCoreApplication::arguments().last();
+    ASSERT_NE(readFile(file.toStdString()), "") << file.toStdString();
+    Scenario(file).run();
 }
-
-INSTANTIATE_TEST_SUITE_P(, ScenarioFiles, ::testing::ValuesIn(scenarios()),
-                         [](const auto& name) { return name.param; });

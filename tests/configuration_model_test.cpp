@@ -6,7 +6,7 @@
 
 using Model = ConfigurationModel;
 
-TEST(Model, SignalsItsRowsOneBeyondTheLast)
+TEST(Model, LabelsItsColumnsAndSignalsItsRowsOneBeyondTheLast)
 {
     writeConfiguration("R\nS\n");
     Model model(nullptr);
@@ -26,6 +26,10 @@ TEST(Model, SignalsItsRowsOneBeyondTheLast)
     QObject::connect(&model, &Model::dirtyHasChanged, [&](bool isDirty) { log += isDirty ? "dirty" : "clean"; });
     QObject::connect(&model, &Model::editCompleted, [&](const QString& text) { log += "edited " + text; });
 
+    EXPECT_EQ(model.headerData(0, Qt::Horizontal), "Resource identifier");
+    EXPECT_EQ(model.headerData(1, Qt::Horizontal), "Alias");
+    EXPECT_FALSE(model.headerData(0, Qt::Vertical).isValid());
+    EXPECT_FALSE(model.headerData(0, Qt::Horizontal, Qt::ToolTipRole).isValid());
     EXPECT_TRUE(model.setData(model.index(0, 0), " R ", Qt::EditRole));
     EXPECT_TRUE(model.setData(model.index(0, 0), "Q", Qt::DisplayRole));
     model.add("T", "t");
@@ -38,13 +42,4 @@ TEST(Model, SignalsItsRowsOneBeyondTheLast)
     EXPECT_EQ(log.join(", "),
               "edited R, dirty, data 0-32, header 0-3, removing 0-1, removed 0-1, data 0-22, header 0-2, "
               "edited u, clean");
-}
-
-TEST(Model, LabelsItsColumnsAndNotItsRows)
-{
-    const Model model(nullptr);
-    EXPECT_EQ(model.headerData(0, Qt::Horizontal), "Resource identifier");
-    EXPECT_EQ(model.headerData(1, Qt::Horizontal), "Alias");
-    EXPECT_EQ(model.headerData(0, Qt::Vertical), QVariant());
-    EXPECT_EQ(model.headerData(0, Qt::Horizontal, Qt::ToolTipRole), QVariant());
 }

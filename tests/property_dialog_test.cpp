@@ -10,6 +10,8 @@
 #include <QComboBox>
 #include <QTreeWidget>
 
+#include <set>
+
 using gui::PropertyDialog;
 using KyVisa::GpibPropertiesMap;
 using KyVisa::SerialPropertiesMap;
@@ -36,14 +38,13 @@ QString texts(const QTreeWidget& tree)
 
 TEST(GpibNumbers, FollowTheLargest)
 {
-    const KyVisa::SGpibProperties used = {1, 1, 0};
-    const std::vector<std::pair<GpibPropertiesMap, std::uint16_t>> rows = {{{}, 0},
-                                                                           {{{0, used}, {5, used}}, 6},
-                                                                           {{{0, used}, {65535, used}}, 1},
-                                                                           {{{65535, used}}, 0},
-                                                                           {{{65534, used}, {65535, used}}, 65535}};
-    for (auto [boards, added] : rows)
+    using Rows = std::vector<std::pair<std::set<std::uint16_t>, std::uint16_t>>;
+    for (const auto& [numbers, added] :
+         Rows{{{}, 0}, {{0, 5}, 6}, {{0, 65535}, 1}, {{65535}, 0}, {{65534, 65535}, 65535}})
     {
+        GpibPropertiesMap boards;
+        for (const std::uint16_t number : numbers)
+            boards[number] = {1, 1, 0};
         gui::addGpibBoard(boards);
         EXPECT_EQ(boards.at(added), KyVisa::SGpibProperties()) << added;
     }
@@ -52,30 +53,31 @@ TEST(GpibNumbers, FollowTheLargest)
 TEST(GpibPage, TakesEditsAndResetsTheSecondaryAddress)
 {
     ConfigurationModel model(nullptr);
-    model.m_gpibProperties = {{1, {9, 3, 0}}, {3, {0, 4, 1}}, {8, {8, 4, 2}}};
+    model.m_gpibProperties = {{1, {9, 3, 1}}, {3, {0, 4, 1}}, {8, {8, 4, 2}}};
     PropertyDialog dialog(model, nullptr);
     auto& tree = *dialog.findChild<QTreeWidget*>();
-    const QString before = "Device 1: 1 9 0; Device 3: 3 0 2; Device 8: 8 8 0; ";
+    const QString before = "Device 1: 1 9 2; Device 3: 3 0 2; Device 8: 8 8 0; ";
     EXPECT_EQ(texts(tree), before);
     EXPECT_EQ(tree.headerItem()->text(1), "Primary Address");
     EXPECT_FALSE(tree.isHeaderHidden());
-    row(tree, 0).setText(1, "abc");
-    row(tree, 0).setText(0, "7x");
     tree.topLevelItem(1)->setText(0, "Device");
+    row(tree, 0).setText(0, "7x");
+    row(tree, 0).setText(1, "abc");
     dialog.removeDevice();
     EXPECT_EQ(texts(tree), before);
     row(tree, 2).setText(1, "-1");
     row(tree, 1).setCheckState(2, Qt::Unchecked);
     dialog.findChild<QAction*>("actionAdd_Device")->trigger();
-    EXPECT_EQ(texts(tree), "Device 1: 1 9 0; Device 3: 3 0 0; Device 8: 8 65535 0; Device 9: 9 0 2; ");
+    EXPECT_EQ(texts(tree), "Device 1: 1 9 2; Device 3: 3 0 0; Device 8: 8 65535 0; Device 9: 9 0 2; ");
     row(tree, 0).setText(0, "65539");
-    EXPECT_EQ(texts(tree), "Device 3: 3 9 0; Device 8: 8 65535 0; Device 9: 9 0 2; ");
+    EXPECT_EQ(texts(tree), "Device 3: 3 9 2; Device 8: 8 65535 0; Device 9: 9 0 2; ");
     tree.setCurrentItem(&row(tree, 1));
     dialog.findChild<QAction*>("actionRemove_Device")->trigger();
-    EXPECT_TRUE(row(tree, 1).flags() & Qt::ItemIsEditable);
+    EXPECT_EQ(texts(tree), "Device 3: 3 9 2; Device 9: 9 0 2; ");
+    EXPECT_TRUE(row(tree, 1).flags().testFlag(Qt::ItemIsEditable));
     EXPECT_FALSE(model.isDirty());
     dialog.accept();
-    EXPECT_EQ(model.m_gpibProperties, (GpibPropertiesMap{{3, {9, 65535, 0}}, {9, {}}}));
+    EXPECT_EQ(model.m_gpibProperties, (GpibPropertiesMap{{3, {9, 65535, 1}}, {9, {}}}));
     EXPECT_TRUE(model.isDirty());
 }
 

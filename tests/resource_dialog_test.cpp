@@ -3,7 +3,6 @@
 
 #include "World.h"
 #include "gui/ResourceDialog.h"
-#include "gui/ResourceString.h"
 
 #include <QDialogButtonBox>
 #include <QGuiApplication>
@@ -11,7 +10,7 @@
 #include <QTest>
 #include <QToolButton>
 
-#include <array>
+#include <algorithm>
 #include <thread>
 
 using gui::ResourceDialog;
@@ -61,63 +60,36 @@ protected:
 
 } // namespace
 
-TEST(ResourceString, IsComposed)
-{
-    // Interface, board, host, device, port, vendor, product, serial number.
-    const std::vector<std::array<const char*, 3>> rows = {
-        {"Vxi11", "0| 1 | h | 2 | 3 | v | p | s ", "TCPIP1::h::inst2::INSTR"},
-        {"Vxi11Empty", "0|||||||", "TCPIP::::inst::INSTR"},
-        {"HiSlip", "1| 1 | h | 2 | 3 | v | p | s ", "TCPIP1::h::hislip2, 3 ::INSTR"},
-        {"HiSlipDefaultPort", "1|1|h|2|4880|||", "TCPIP1::h::hislip2::INSTR"},
-        {"HiSlipBlankPort", "1|1|h|2| 4880|||", "TCPIP1::h::hislip2, 4880::INSTR"},
-        {"HiSlipEmpty", "1|||||||", "TCPIP::::hislip::INSTR"},
-        {"Socket", "2| 1 | h | 2 | 3 | v | p | s ", "TCPIP1::h::3::SOCKET"},
-        {"SocketEmpty", "2||||  |||", "TCPIP::::SOCKET"},
-        {"Kyib", "3| 1 | h | 2 | 3 | v | p | s ", "KYIB::h"},
-        {"Usb", "4| 1 | h | 2 | 3 | v | p | s ", "USB1::v::p::s::INSTR"},
-        {"Serial", "5| 1 | h | 2 | 3 | v | p | s ", "ASRL1::INSTR"},
-        {"Gpib", "6|1|h|2|3|v|p|s", ""},
-        {"None", "-1|1|h|2|3|v|p|s", ""}};
-    for (const auto& [name, text, expected] : rows)
-    {
-        const QStringList part = QString(text).split('|');
-        const gui::ResourceParts parts = {part[1], part[2], part[3], part[4], part[5], part[6], part[7]};
-        EXPECT_EQ(gui::composeResourceString(part[0].toInt(), parts), expected) << name;
-    }
-}
-
-TEST(ResourceDialog, WaitsVisiblyForASearchThatRuns)
-{
-    std::thread search = searchInBackground();
-    WaitingDialog dialog(nullptr);
-    dialog.show();
-    EXPECT_TRUE(dialog.waited);
-    EXPECT_EQ(listed(dialog), "A B ");
-    EXPECT_EQ(dialog.cursor().shape(), Qt::ArrowCursor);
-    EXPECT_EQ(QGuiApplication::overrideCursor(), nullptr);
-    EXPECT_TRUE(dialog.findChild<QDialogButtonBox*>()->isEnabled());
-    search.join();
-}
-
-TEST(ResourceDialog, ShowsASearchThatEndedSinceItWasBuilt)
+TEST(ResourceDialog, WaitsVisiblyForASearchThatRunsAndShowsOneThatHasEnded)
 {
     ResourceDialog builtBefore(nullptr);
     std::thread search = searchInBackground();
     ResourceDialog builtMeanwhile(nullptr);
-    writeFile("gate", "");
+    WaitingDialog dialog(nullptr);
+    dialog.show();
     search.join();
+    EXPECT_TRUE(dialog.waited);
+    EXPECT_EQ(dialog.cursor().shape(), Qt::ArrowCursor);
+    EXPECT_EQ(QGuiApplication::overrideCursor(), nullptr);
+    EXPECT_TRUE(dialog.findChild<QDialogButtonBox*>()->isEnabled());
     std::filesystem::remove("log");
-    for (ResourceDialog* dialog : {&builtBefore, &builtMeanwhile})
-    {
-        dialog->show();
-        EXPECT_EQ(listed(*dialog), "A B ");
-    }
+    builtBefore.show();
+    builtMeanwhile.show();
+    EXPECT_EQ(listed(builtBefore) + listed(builtMeanwhile) + listed(dialog), "A B A B A B ");
     EXPECT_FALSE(std::filesystem::exists("log"));
 
-    builtBefore.findChild<QListWidget*>()->setCurrentRow(1);
-    builtBefore.hide();
-    builtBefore.show();
-    EXPECT_EQ(builtBefore.getResource(), QString("B"));
+    dialog.findChild<QListWidget*>()->setCurrentRow(1);
+    dialog.hide();
+    dialog.show();
+    EXPECT_EQ(dialog.getResource(), QString("B"));
+}
+
+TEST(ResourceDialog, StopsAskingAfterManyFailures)
+{
+    writeFile("script", "resource A\nresource B\ncount 9999\n");
+    ResourceDialog::updateResourceList();
+    const std::string log = readFile("log");
+    EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 4 + 1 + 4096 + 2);
 }
 
 TEST(ResourceDialog, NeverShowsHalfAList)
