@@ -9,7 +9,7 @@
 #include <QComboBox>
 #include <QContextMenuEvent>
 #include <QDeadlineTimer>
-#include <QDialog>
+#include <QDir>
 #include <QHeaderView>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -19,6 +19,7 @@
 #include <QTableView>
 #include <QTest>
 #include <QTimer>
+#include <QToolBar>
 #include <QWindow>
 
 #include <functional>
@@ -115,8 +116,30 @@ QString shownRows(const QAbstractItemView& view)
     return rows.join(' ') + (isCut ? " cut" : "");
 }
 
+/// The names of the files with the same pixels.
+QString fileOf(const QIcon& icon)
+{
+    const auto pixels = [](const QIcon& each) { return each.pixmap(24).toImage(); };
+    QStringList files = QDir(":/icons").entryList();
+    const auto differs = [&](const QString& file) { return pixels(QIcon(":/icons/" + file)) != pixels(icon); };
+    files.erase(std::remove_if(files.begin(), files.end(), differs), files.end());
+    return files.join(' ');
+}
+
+QString shownActions(const QList<QAction*>& actions, bool isMenu)
+{
+    QStringList entries;
+    for (const QAction* action : actions)
+        entries += action->isSeparator() ? "|"
+                   : isMenu              ? action->text()
+                                         : action->toolTip() + ": " + fileOf(action->icon());
+    return entries.join(", ");
+}
+
 QString shown(const QWidget& widget)
 {
+    if (const auto* bar = qobject_cast<const QToolBar*>(&widget))
+        return shownActions(bar->actions(), false);
     if (const auto* view = qobject_cast<const QAbstractItemView*>(&widget))
         return shownRows(*view);
     if (const auto* box = qobject_cast<const QComboBox*>(&widget))
@@ -145,10 +168,10 @@ void choose(QWidget& widget, int index)
         index < 0 ? view->clearSelection() : view->setCurrentIndex(view->model()->index(index, 0));
 }
 
-void type(QLineEdit& edit, const QString& text)
+void type(Words words)
 {
-    edit.clear();
-    QTest::keyClicks(&edit, text);
+    named<QLineEdit>(word(words, 1)).clear();
+    QTest::keyClicks(&named(words[1]), rest(words, 2));
 }
 
 void edit(Words words)
@@ -186,11 +209,8 @@ QString contextMenu(QAbstractItemView& view, int y)
     QCoreApplication::sendEvent(view.viewport(), &event);
     auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
     require(menu != nullptr, "there is no menu");
-    QStringList entries;
-    for (const QAction* action : menu->actions())
-        entries += action->isSeparator() ? "|" : action->text() + ",";
     menu->close();
-    return entries.join(' ');
+    return shownActions(menu->actions(), true);
 }
 
 /// The first key goes to the widget, which gets the focus, and each later one to what has the focus by then.
@@ -225,11 +245,10 @@ const std::map<QString, std::function<void(Words)>> commands = {
     {"maximise", [](Words) { form().showMaximized(); }},
     {"stop", [](Words) { form().close() ? mainWindow.reset() : void(); }},
     {"move", [](Words words) { form().move(number(words, 1), number(words, 2)); }},
-    {"dismiss", [](Words) { dynamic_cast<QDialog&>(form()).done(0); }},
     {"do", [](Words words) { named<QAction>(word(words, 1)).trigger(); }},
     {"press", [](Words words) { named<QAbstractButton>(word(words, 1)).click(); }},
     {"set", [](Words words) { named<QLineEdit>(word(words, 1)).setText(rest(words, 2)); }},
-    {"type", [](Words words) { type(named<QLineEdit>(word(words, 1)), rest(words, 2)); }},
+    {"type", type},
     {"keys", pressKeys},
     {"choose", [](Words words) { choose(named(word(words, 1)), number(words, 2)); }},
     {"edit", edit},

@@ -2,32 +2,52 @@
 // SPDX-License-Identifier: MIT
 
 #include "World.h"
+#include "gui/ConfigurationModel.h"
 #include "gui/MainWindow.h"
 
-#include <QAction>
 #include <QHeaderView>
 #include <QLineEdit>
 #include <QStyledItemDelegate>
 #include <QTableView>
-#include <QToolBar>
 
-TEST(MainWindow, OffersItsActionsWithTipsAndIcons)
+using Model = ConfigurationModel;
+
+TEST(Model, LabelsItsColumnsAndSignalsItsRowsOneBeyondTheLast)
 {
-    // The icons are compared by their pixels; a separator has none.
-    const QStringList icons = {
-        "Neu_transp4d09c92bc222a", "Minus", "Edit_trans4d09c5d42eda5", "Suchen_tra4d09cbe82cb7b", "",
-        "Einstellun4d09c60e647ef", "",      "Speichern_4d09cb08d5fcd", "Power_Off4e1edc2c60f47"};
-    const gui::MainWindow window;
-    QStringList tips;
-    for (const QAction* action : window.findChild<QToolBar*>()->actions())
-    {
-        const QImage image = QIcon(":/icons/" + icons.value(tips.size()) + ".ico").pixmap(24).toImage();
-        tips += action->isSeparator() ? "|" : action->toolTip();
-        EXPECT_EQ(action->isSeparator(), image.isNull()) << tips.size();
-        EXPECT_EQ(action->icon().pixmap(24).toImage(), image) << tips.size();
-    }
-    EXPECT_EQ(tips.join(", "),
-              "Add Resource, Remove resource, Edit, Find Resource, |, Edit properties, |, Save, Close");
+    writeConfiguration("R\nS\n");
+    Model model(nullptr);
+    QStringList log;
+    const auto note = [&](const char* name, int first, int last) {
+        log += QString("%1 %2-%3").arg(name).arg(first).arg(last);
+    };
+    QObject::connect(&model, &Model::rowsAboutToBeRemoved,
+                     [&](auto, int first, int last) { note("removing", first, last); });
+    QObject::connect(&model, &Model::rowsRemoved, [&](auto, int first, int last) { note("removed", first, last); });
+    QObject::connect(&model, &Model::rowsInserted, [&](auto, int first, int last) { note("inserted", first, last); });
+    QObject::connect(&model, &Model::headerDataChanged,
+                     [&](auto, int first, int last) { note("header", first, last); });
+    QObject::connect(&model, &Model::dataChanged, [&](const QModelIndex& first, const QModelIndex& last) {
+        note("data", first.row() + first.column(), last.row() * 10 + last.column());
+    });
+    QObject::connect(&model, &Model::dirtyHasChanged, [&](bool isDirty) { log += isDirty ? "dirty" : "clean"; });
+    QObject::connect(&model, &Model::editCompleted, [&](const QString& text) { log += "edited " + text; });
+
+    EXPECT_EQ(model.headerData(0, Qt::Horizontal), "Resource identifier");
+    EXPECT_EQ(model.headerData(1, Qt::Horizontal), "Alias");
+    EXPECT_FALSE(model.headerData(0, Qt::Vertical).isValid());
+    EXPECT_FALSE(model.headerData(0, Qt::Horizontal, Qt::ToolTipRole).isValid());
+    EXPECT_TRUE(model.setData(model.index(0, 0), " R ", Qt::EditRole));
+    EXPECT_TRUE(model.setData(model.index(0, 0), "Q", Qt::DisplayRole));
+    model.add("T", "t");
+    EXPECT_FALSE(model.removeRows(2, 2));
+    EXPECT_TRUE(model.removeRows(0, 1));
+    model.setData(model.index(0, 1), "u", Qt::EditRole);
+    model.removeSelectedEntry();
+    model.setResource("X");
+    model.loaddata();
+    EXPECT_EQ(log.join(", "),
+              "edited R, dirty, data 0-32, header 0-3, removing 0-1, removed 0-1, data 0-22, header 0-2, "
+              "edited u, clean");
 }
 
 TEST(MainWindow, ShowsTheBeginningOfALongTextAndEditsAllOfIt)

@@ -30,7 +30,7 @@ std::string listed(const ResourceDialog& dialog)
 /// A search in a thread of its own, as the main window starts one. It finds "B" and "A" once there is a file "gate".
 std::thread searchInBackground()
 {
-    writeFile("script", "resource B\nresource A\ngate gate\n");
+    writeFile("script", "resource B\nresource A\ngate closed\n");
     std::filesystem::remove("log");
     std::thread thread([] { ResourceDialog::updateResourceList(); });
     const auto hasBegun = [] { return readFile("log").find("viFindRsrc") != std::string::npos; };

@@ -8,7 +8,7 @@
 //   find STATUS       what viFindRsrc returns where it finds anything
 //   count NUMBER      how many it says that it found
 //   nextNUMBER STATUS what the viFindNext of that number, from 1, returns; it then writes no description
-//   gate FILE         viFindRsrc waits until the file exists, for 30 s
+//   gate CLOSED       viFindRsrc waits for a file "gate" in the working directory, for 30 s at most
 
 #include "visa/visa.h"
 
@@ -28,8 +28,7 @@ constexpr ViObject session = 1;
 constexpr ViObject list = 2;
 
 std::mutex mutex;
-std::vector<std::string> resources;
-std::map<std::string, std::string> script;
+std::multimap<std::string, std::string> script;
 std::vector<std::string> found;
 std::size_t lastAsked = 0;
 
@@ -45,7 +44,8 @@ std::unique_lock<std::mutex> logged(const Words&... words)
 
 int number(const std::string& key, std::size_t fallback = VI_SUCCESS)
 {
-    return script.count(key) == 0 ? static_cast<int>(fallback) : std::stoi(script[key]);
+    const auto line = script.find(key);
+    return line == script.end() ? static_cast<int>(fallback) : std::stoi(line->second);
 }
 
 } // namespace
@@ -53,11 +53,10 @@ int number(const std::string& key, std::size_t fallback = VI_SUCCESS)
 ViStatus viOpenDefaultRM(ViSession* resourceManager)
 {
     const auto lock = logged("viOpenDefaultRM");
-    resources.clear();
     script.clear();
     std::ifstream lines("script");
     for (std::string key, value; lines >> key && std::getline(lines >> std::ws, value);)
-        key == "resource" ? resources.push_back(value) : static_cast<void>(script[key] = value);
+        script.emplace(key, value);
     if (number("open") == VI_SUCCESS)
         *resourceManager = session;
     return number("open");
@@ -72,16 +71,16 @@ ViStatus viSetAttribute(ViObject object, ViAttr attribute, ViAttrState value)
 ViStatus viFindRsrc(ViSession object, ViConstString expression, ViFindList* findList, ViUInt32* count, ViChar* name)
 {
     const auto lock = logged("viFindRsrc ", object, ' ', expression);
-    for (int waited = 0; script.count("gate") != 0 && !std::filesystem::exists(script["gate"]) && waited < 30000;
-         ++waited)
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(script.count("gate") * 30);
+    while (!std::filesystem::exists("gate") && std::chrono::steady_clock::now() < deadline)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     found.clear();
     lastAsked = 0;
     const std::size_t literal = std::strcspn(expression, "?");
-    for (const std::string& resource : resources)
+    for (auto [line, end] = script.equal_range("resource"); line != end; ++line)
     {
-        if (resource.compare(0, literal, expression, literal) == 0)
-            found.push_back(resource);
+        if (line->second.compare(0, literal, expression, literal) == 0)
+            found.push_back(line->second);
     }
     *count = static_cast<ViUInt32>(number("count", found.size()));
     if (found.empty())
