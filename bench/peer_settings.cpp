@@ -22,8 +22,8 @@ void settingsLoad(benchmark::State& state)
         state, [&] { settings.reset(); },
         [&] {
             settings.emplace(name, QSettings::IniFormat);
-            // A group is parsed when it is asked for.
-            if (!settings->contains(QStringLiteral("aliases/ALIAS1")))
+            // It parses a group when it is asked for it. What is in the file it says in no other way.
+            if (settings->allKeys().size() != count)
                 state.SkipWithError("the file was not read");
         });
 }

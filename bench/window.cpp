@@ -4,6 +4,7 @@
 // The main window on a real display: from what a person does to the end of the paint that shows it.
 
 #include "Entries.h"
+#include "config/ConfigurationFile.h"
 #include "gui/MainWindow.h"
 #include "gui/ResourceDialog.h"
 
@@ -99,12 +100,17 @@ class Window
 public:
     explicit Window(std::int64_t count)
     {
-        qputenv("KYVISACONFFILE", QByteArray::fromStdString(entries::ownFile(count)));
+        // The store keeps the name of the file that it found first.
+        KyVisa::ConfigurationFile& store = KyVisa::ConfigurationFile::getInstance();
+        store.m_fileName = entries::ownFile(count);
+        store.load();
         m_window.emplace();
         m_window->show();
         if (!QTest::qWaitForWindowExposed(&*m_window))
             std::abort();
         view = m_window->findChild<QTableView*>();
+        if (view->model()->rowCount() != count)
+            std::abort();
         settle();
     }
 

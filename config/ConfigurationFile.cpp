@@ -28,7 +28,7 @@ bool isRegularFile(const std::string& path)
     return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
-/// $HOME/.kyvane-yollet/visa.conf, or empty without a home.
+/// Returns $HOME/.kyvane-yollet/visa.conf, or an empty string without a home.
 std::string perUserFile()
 {
     const char* home = std::getenv("HOME");
@@ -41,7 +41,7 @@ std::time_t modificationTime(const std::string& path)
     return ::stat(path.c_str(), &status) == 0 ? status.st_mtime : 0;
 }
 
-/// Makes every directory on the way to a file. Returns whether the last one exists afterwards.
+/// Makes every folder of a path. Returns whether the last one exists afterwards.
 bool createDirectoriesFor(const std::string& path)
 {
     constexpr const char* separators = "/\\";
@@ -102,11 +102,19 @@ std::string ConfigurationFile::searchConfigFile(bool create)
     return {};
 }
 
+std::string ConfigurationFile::fileToSave() const
+{
+    if (!m_fileName.empty())
+        return m_fileName;
+    const std::string found = searchConfigFile(false);
+    return found.empty() ? perUserFile() : found;
+}
+
 void ConfigurationFile::load()
 {
     if (m_fileName.empty())
         m_fileName = searchConfigFile(false);
-    // A file that is not understood leaves m_lastModified alone and so is looked at again by every getInstance().
+    // As m_lastModified stays as it is, every getInstance() looks at such a file again.
     if (m_fileName.empty() || !ModernConfigurationFile::isParseAble(m_fileName))
         return;
 
@@ -129,7 +137,7 @@ void ConfigurationFile::save()
     if (m_fileName.empty())
         return;
 
-    // The folder may have been removed since.
+    // Somebody may have removed the folder since the search.
     const std::string own = perUserFile();
     if (m_fileName == own)
         createDirectoriesFor(own);
@@ -138,25 +146,22 @@ void ConfigurationFile::save()
     file.m_serialProperties = m_serialProperties;
     file.m_provider = m_provider;
     file.m_copyFolder = own.substr(0, own.rfind('/'));
-    // Lent, not copied: there may be very many. Neither swap() nor replace() throws.
+    // Swap instead of copying: there may be very many. Neither swap() nor replace() throws.
     file.m_aliases.swap(m_aliases);
     file.m_resources.swap(m_resources);
-    file.m_known.swap(m_known);
-    std::optional<KnownText> saved = file.replace();
+    file.m_known = m_known;
+    const std::shared_ptr<const KnownText> saved = file.replace();
     file.m_aliases.swap(m_aliases);
     file.m_resources.swap(m_resources);
-    m_known = saved ? saved : std::move(file.m_known);
-    // A save in the second of the last load is not loaded again: memory and file hold the same already.
+    // A save within the second of the last load is not loaded again, so this is what the memory holds.
     if (saved)
-        m_loaded = m_known;
+        m_known = m_loaded = saved;
 }
 
 void ConfigurationFile::rememberLoaded()
 {
     const std::lock_guard lock(getMutex());
-    // Of the file that this program saved itself nothing is in danger, however it is read again.
-    if (m_loaded && !(m_known && m_known->isSameText(*m_loaded)))
-        m_known = m_loaded;
+    m_known = m_loaded;
 }
 
 std::string ConfigurationFile::lookupAlias(const std::string& resource) const

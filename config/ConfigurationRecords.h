@@ -23,7 +23,7 @@ using AliasMap = std::unordered_map<std::string, std::string>;
 /// (resource string, alias). An empty alias marks a resource that has none.
 using ResourceAliasPair = std::pair<std::string, std::string>;
 
-/// Properties of one GPIB board. Its board number is the key of GpibPropertiesMap.
+/// Properties of one GPIB board. The key in GpibPropertiesMap is the board number.
 struct SGpibProperties
 {
     std::uint16_t primaryAddress = 0;
@@ -31,8 +31,8 @@ struct SGpibProperties
     std::uint16_t systemController = 1;      ///< 1: the board is the system controller, 0: it is not
 };
 
-/// Properties of one serial port. Its ASRL number is the key of SerialPropertiesMap.
-/// The codes are stored as they come; the serial-properties editor gives them their meaning.
+/// Properties of one serial port. The key in SerialPropertiesMap is the ASRL number.
+/// The last three are codes of the serial-properties editor. The store does not check them.
 struct SSerialProperties
 {
     std::uint32_t baudRate = 9600; ///< bits per second
@@ -42,9 +42,7 @@ struct SSerialProperties
     std::uint8_t flowControl = 0;
 };
 
-/// Keyed by board number.
 using GpibPropertiesMap = std::map<std::uint16_t, SGpibProperties>;
-/// Keyed by ASRL interface number.
 using SerialPropertiesMap = std::map<std::uint16_t, SSerialProperties>;
 
 [[nodiscard]] inline bool operator==(const SGpibProperties& left, const SGpibProperties& right)
@@ -59,7 +57,7 @@ using SerialPropertiesMap = std::map<std::uint16_t, SSerialProperties>;
            left.parity == right.parity && left.flowControl == right.flowControl;
 }
 
-// The maps are ordered by device number, so comparing them entry by entry is comparing them number by number.
+// std::map compares in the same way; these two are part of the published interface.
 [[nodiscard]] inline bool operator==(const GpibPropertiesMap& left, const GpibPropertiesMap& right)
 {
     return std::operator==(left, right);
@@ -70,7 +68,7 @@ using SerialPropertiesMap = std::map<std::uint16_t, SSerialProperties>;
     return std::operator==(left, right);
 }
 
-/// The record of a device number, or a default one where the map has no entry for it.
+/// Returns the record of a device number, or the default one if the map has none.
 template <typename Properties>
 [[nodiscard]] Properties propertiesOf(const std::map<std::uint16_t, Properties>& map, std::uint16_t deviceNo)
 {

@@ -28,7 +28,9 @@ namespace
 
 constexpr int maximumLinkDepth = 40; // as the kernel has it
 constexpr int maximumAttempts = 10;
-constexpr mode_t newFileMode = 0666; // before the umask
+constexpr int maximumLockAttempts = 20;
+constexpr useconds_t lockPause = 1000; // microseconds; removing left-over files takes less
+constexpr mode_t newFileMode = 0666;   // before the umask
 constexpr mode_t privateMode = 0600;
 constexpr mode_t ownerOnly = 0700;
 constexpr std::size_t smallestBlock = 4096;
@@ -172,57 +174,67 @@ bool isUnchanged(const struct stat& one, const struct stat& other)
            one.st_mtim.tv_nsec == other.st_mtim.tv_nsec;
 }
 
-/// A folder is held open: what happens in it does not depend on its path any more.
-Descriptor openFolder(const std::string& path)
+bool isTemporary(std::string_view name)
 {
-    return Descriptor(checked(::open(path.empty() ? "." : path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC), "open"));
+    return name.size() > temporaryBegin.size() + temporaryEnd.size() &&
+           name.substr(0, temporaryBegin.size()) == temporaryBegin &&
+           name.substr(name.size() - temporaryEnd.size()) == temporaryEnd;
 }
 
-/// Writes the names in a folder to the disk. A failure changes nothing: by now the files are in their places.
-void syncFolder(int folder)
+/// A folder, held open: what happens in it does not depend on its path any more. As long as it is open it is locked
+/// for the others that replace files in it, so that nobody takes their temporary files for those of a dead process.
+class Folder
 {
-    const Descriptor readable(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (readable.get() >= 0)
-        ::fsync(readable.get());
-}
-
-void removeIfOwnerIsDead(int folder, const std::string& name)
-{
-    const auto listed = statusOf(folder, name);
-    if (!listed || !S_ISREG(listed->st_mode))
-        return;
-    const Descriptor file(::openat(folder, name.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    if (file.get() < 0 || ::flock(file.get(), LOCK_EX | LOCK_NB) != 0)
-        return;
-    if (const auto locked = statusOf(folder, name); locked && isSameFile(*locked, statusOf(file.get())))
-        ::unlinkat(folder, name.c_str(), 0);
-}
-
-/// Removes the temporary files of processes that were killed. Those of a living one are locked.
-void removeLeftOvers(int folder)
-{
-    Descriptor readable(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (readable.get() < 0)
-        return;
-    const std::unique_ptr<DIR, int (*)(DIR*)> listing(::fdopendir(readable.get()), ::closedir);
-    if (!listing)
-        return;
-    readable.release();
-    while (const dirent* entry = ::readdir(listing.get()))
+public:
+    explicit Folder(const std::string& path)
+        : m_descriptor(
+              checked(::openat(AT_FDCWD, path.empty() ? "." : path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC), "open")),
+          m_readable(::openat(m_descriptor.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC))
     {
-        const std::string_view name = static_cast<const char*>(entry->d_name);
-        if (name.size() > temporaryBegin.size() + temporaryEnd.size() &&
-            name.substr(0, temporaryBegin.size()) == temporaryBegin &&
-            name.substr(name.size() - temporaryEnd.size()) == temporaryEnd)
-            removeIfOwnerIsDead(folder, std::string(name));
+        removeLeftOvers();
+        // A folder that does not open for reading, or has no locks, is used without.
+        for (int count = 0; count < maximumLockAttempts; ++count)
+        {
+            if (::flock(m_readable.get(), LOCK_SH | LOCK_NB) == 0 || errno != EWOULDBLOCK)
+                break;
+            ::usleep(lockPause);
+        }
     }
-}
+
+    [[nodiscard]] int get() const { return m_descriptor.get(); }
+
+    /// Writes the names to the disk. A failure changes nothing: by now the files are in their places.
+    void sync() const { ::fsync(m_readable.get()); }
+
+private:
+    /// Removes the temporary files of processes that were killed.
+    void removeLeftOvers()
+    {
+        // The lock is for a moment, so it has a descriptor of its own: closing that unlocks whatever fails.
+        Descriptor listed(::openat(get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        if (::flock(listed.get(), LOCK_EX | LOCK_NB) != 0)
+            return;
+        const std::unique_ptr<DIR, int (*)(DIR*)> listing(::fdopendir(listed.get()), ::closedir);
+        if (!listing)
+            return;
+        listed.release();
+        while (const dirent* entry = ::readdir(listing.get()))
+        {
+            const char* name = static_cast<const char*>(entry->d_name);
+            if (isTemporary(name))
+                ::unlinkat(get(), name, 0);
+        }
+    }
+
+    Descriptor m_descriptor;
+    Descriptor m_readable;
+};
 
 /// The file that is to be replaced, opened once: everything about it is asked through this descriptor.
 struct OldFile
 {
     Descriptor descriptor;
-    struct stat status;
+    struct stat status = {};
     std::string bytes;
 
     /// Nothing where there is no such file.
@@ -259,8 +271,8 @@ std::string temporaryName()
     return std::string(temporaryBegin) + std::to_string(random()) + std::string(temporaryEnd);
 }
 
-/// A new file, locked as long as it is open, which goes with this object unless it takes a lasting name. As long as
-/// it has no name at all, nothing is left of it when the process is killed.
+/// A new file, which goes with this object unless it takes a lasting name. As long as it has no name at all, nothing is
+/// left of it when the process is killed.
 class NewFile
 {
 public:
@@ -271,12 +283,9 @@ public:
             m_descriptor = Descriptor(::openat(folder, ".", O_TMPFILE | O_RDWR | O_CLOEXEC, mode));
         else
             errno = EOPNOTSUPP;
-        if (m_descriptor.get() >= 0)
-            ::flock(m_descriptor.get(), LOCK_EX | LOCK_NB);
-        else if (isUnsupported(errno))
+        if (m_descriptor.get() < 0 && isUnsupported(errno))
             createNamed(mode);
-        else
-            throwError(errno, "open");
+        checked(m_descriptor.get(), "open");
     }
 
     ~NewFile()
@@ -308,7 +317,7 @@ private:
     explicit NewFile(int folder) : m_folder(folder) {}
 
     void createNamed(mode_t mode);
-    int linkAs(const std::string& name) const;
+    [[nodiscard]] int linkAs(const std::string& name) const;
     void keepUnless(const OldFile& old, const std::string& name);
     bool takeGroupOf(const struct stat& old);
 
@@ -319,21 +328,14 @@ private:
 
 void NewFile::createNamed(mode_t mode)
 {
-    for (;;)
+    do
     {
-        const std::string name = temporaryName();
+        m_name = temporaryName();
         m_descriptor =
-            Descriptor(::openat(m_folder, name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
-        if (m_descriptor.get() < 0 && errno == EEXIST)
-            continue;
-        checked(m_descriptor.get(), "open");
-        m_name = name;
-        // Until it is locked, another process may take it for a dead one's and remove it.
-        const bool taken = ::flock(m_descriptor.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
-        const auto status = statusOf(m_folder, name);
-        if (!taken && status && isSameFile(*status, statusOf(m_descriptor.get())))
-            return;
-    }
+            Descriptor(::openat(m_folder, m_name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+    } while (m_descriptor.get() < 0 && errno == EEXIST);
+    if (m_descriptor.get() < 0)
+        m_name.clear();
 }
 
 /// Returns whether the group is the old one's.
@@ -458,13 +460,13 @@ Outcome NewFile::takePlaceOf(const std::optional<OldFile>& old, const std::strin
 class Copy
 {
 public:
-    Copy(const std::string& folder, const std::string& name, const OldFile& old) : m_folder(openFolder(folder))
+    Copy(const std::string& folder, const std::string& name, const OldFile& old) : m_folder(folder)
     {
         NewFile file(m_folder.get(), privateMode);
         file.beLike(old);
         file.fill(old.bytes);
         m_name = file.stayAsCopyOf(name);
-        syncFolder(m_folder.get());
+        m_folder.sync();
     }
 
     ~Copy()
@@ -479,7 +481,7 @@ public:
     void keep(bool kept) { m_kept = kept; }
 
 private:
-    Descriptor m_folder;
+    Folder m_folder;
     std::string m_name;
     bool m_kept = false;
 };
@@ -498,7 +500,7 @@ class Attempt
 public:
     Attempt(std::string folder, std::string name, std::string copyFolder)
         : m_folderName(std::move(folder)), m_name(std::move(name)), m_copyFolder(std::move(copyFolder)),
-          m_folder(openFolder(m_folderName)), m_old(OldFile::open(m_folder.get(), m_name))
+          m_folder(m_folderName), m_old(OldFile::open(m_folder.get(), m_name))
     {
     }
 
@@ -515,7 +517,7 @@ private:
     std::string m_folderName;
     std::string m_name;
     std::string m_copyFolder;
-    Descriptor m_folder;
+    Folder m_folder;
     std::optional<OldFile> m_old;
 };
 
@@ -541,7 +543,6 @@ std::unique_ptr<Copy> Attempt::makeCopy() const
 Outcome Attempt::replaceByRename(std::string_view bytes, bool needsCopy)
 try
 {
-    removeLeftOvers(m_folder.get());
     NewFile file(m_folder.get(), m_old ? privateMode : newFileMode);
     if (m_old)
         file.beLike(*m_old);
@@ -552,7 +553,7 @@ try
         return outcome;
     if (copy)
         copy->keep(true);
-    syncFolder(m_folder.get());
+    m_folder.sync();
     return outcome;
 }
 
@@ -598,7 +599,7 @@ Outcome Attempt::writeInPlace(std::string_view bytes, bool needsCopy)
 bool readFile(const std::string& path, std::string& bytes)
 {
     bytes.clear();
-    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const Descriptor file(::openat(AT_FDCWD, path.c_str(), O_RDONLY | O_CLOEXEC));
     return file.get() >= 0 && readAll(file.get(), bytes);
 }
 

@@ -10,17 +10,17 @@
 namespace KyVisa
 {
 
-/// Reader of one configuration file format. Writing is each format's own business.
+/// Reads one configuration file format. Each format has a save() of its own.
 class IConfigurationFileImpl
 {
 public:
     virtual ~IConfigurationFileImpl() = default;
 
-    /// A default record where the board is unknown.
+    /// Returns the default record if the board is unknown.
     [[nodiscard]] virtual SGpibProperties getGpibProperties(std::uint16_t deviceNo) const = 0;
     [[nodiscard]] virtual GpibPropertiesMap getGpibProperties() const = 0;
 
-    /// A default record where the port is unknown.
+    /// Returns the default record if the port is unknown.
     [[nodiscard]] virtual SSerialProperties getSerialProperties(std::uint16_t deviceNo) const = 0;
     [[nodiscard]] virtual SerialPropertiesMap getSerialProperties() const = 0;
 

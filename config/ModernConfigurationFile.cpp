@@ -10,7 +10,6 @@
 #include <charconv>
 #include <cstring>
 #include <fstream>
-#include <functional>
 #include <limits>
 #include <unordered_set>
 #include <utility>
@@ -50,14 +49,14 @@ std::string_view withoutCarriageReturn(std::string_view line)
     return line;
 }
 
-/// Blank lines and the version line say nothing that could be lost.
+/// Nothing is lost with a blank line or the version line.
 bool saysSomething(std::string_view line)
 {
     return line.find_first_not_of(" \t\r") != std::string_view::npos &&
            withoutCarriageReturn(line) != ModernConfigurationFile::GetVersionString();
 }
 
-/// Equal for lines that mean the same: aliases are equal in any letter case.
+/// Returns equal texts for lines of equal meaning: aliases are equal in any letter case.
 std::string meaningOf(std::string_view line)
 {
     if (line.substr(0, providerKey.size()) == providerKey)
@@ -79,7 +78,7 @@ void append(std::string& text, unsigned number)
     text.append(digits.data(), std::to_chars(digits.begin(), digits.end(), number).ptr);
 }
 
-/// Appends one line, whatever its parts hold: a line feed in them becomes a blank.
+/// Appends exactly one line: a line feed in its parts becomes a blank.
 template <typename... Parts>
 void appendLine(std::string& text, const Parts&... parts)
 {
@@ -91,8 +90,6 @@ void appendLine(std::string& text, const Parts&... parts)
 }
 
 } // namespace
-
-KnownText::KnownText(std::string_view text) : size(text.size()), hash(std::hash<std::string_view>{}(text)) {}
 
 ModernConfigurationFile::ModernConfigurationFile(const std::string& fileName) : m_fileName(fileName) {}
 
@@ -114,7 +111,7 @@ bool ModernConfigurationFile::isParseAble(std::string fileName) noexcept
 {
     try
     {
-        // No more than the version line is read: the first line of another file may be of any length.
+        // The first line of another file may be very long, so read no more than needed.
         std::string begin(GetVersionString().size(), '\0');
         std::ifstream(fileName, std::ios::binary).read(begin.data(), static_cast<std::streamsize>(begin.size()));
         return begin == GetVersionString();
@@ -163,15 +160,11 @@ void ModernConfigurationFile::parse(AliasMap& aliases, std::vector<std::string>&
         const bool whole = readFile(m_fileName, text);
         std::vector<std::string> skipped = readLines(text);
         if (whole)
-        {
-            m_known.emplace(text);
-            m_known->skippedLines = std::move(skipped);
-        }
+            m_known = std::make_shared<const KnownText>(KnownText{std::move(text), std::move(skipped)});
     }
     catch (...)
     {
         // What was read so far counts.
-        m_known.reset();
     }
     aliases = m_aliases;
     resources = m_resources;
@@ -188,7 +181,7 @@ std::vector<std::string> ModernConfigurationFile::readLines(std::string_view tex
     {
         end = std::min(text.find('\n', begin), text.size());
         const std::string_view line = text.substr(begin, end - begin);
-        // The provider is looked for first and anywhere, so also in a comment or behind an alias.
+        // A provider counts anywhere in a line, also in a comment or an alias.
         if (provider >= end)
         {
             readEntry(line, skipped);
@@ -204,13 +197,13 @@ std::vector<std::string> ModernConfigurationFile::readLines(std::string_view tex
         }
         catch (const std::logic_error&)
         {
-            // No number, or too large a one: nothing behind it is read.
+            // No 32-bit number: reading ends here.
             forEachLine(text.substr(begin), [&](std::string_view unread) { skipped.emplace_back(unread); });
             return skipped;
         }
         provider = findProvider(text, end);
     }
-    // "7 # mine" is read as 7, and the rest of the line is lost.
+    // Of "7 # mine", only the 7 was read.
     if (withoutCarriageReturn(effective) != std::string(providerKey) + std::to_string(m_provider))
         skipped.emplace_back(effective);
     return skipped;
@@ -260,17 +253,17 @@ std::string ModernConfigurationFile::text() const
 
 void ModernConfigurationFile::save() const
 {
-    // Failures are quiet by contract.
     static_cast<void>(replace());
 }
 
-std::optional<KnownText> ModernConfigurationFile::replace() const noexcept
+std::shared_ptr<const KnownText> ModernConfigurationFile::replace() const noexcept
 try
 {
-    const std::string newText = text();
+    const auto saved = std::make_shared<const KnownText>(KnownText{text(), {}});
+    const std::string& newText = saved->text;
     FileReplacement{m_fileName, m_copyFolder, [&](const std::string& oldText) { return wouldLose(oldText, newText); }}
         .replaceBy(newText);
-    return KnownText(newText);
+    return saved;
 }
 
 catch (...)
@@ -285,7 +278,7 @@ bool ModernConfigurationFile::wouldLose(const std::string& oldText, std::string_
         if (saysSomething(line))
             inDanger.push_back(line);
     };
-    if (m_known && m_known->isSameText(KnownText(oldText)))
+    if (m_known && m_known->text == oldText)
         std::for_each(m_known->skippedLines.begin(), m_known->skippedLines.end(), add);
     else
         forEachLine(oldText, add);

@@ -13,7 +13,7 @@ namespace gui
 {
 
 /// No bench has so many resources. A library that reports more must not fill the memory.
-constexpr ViUInt32 mostFoundResources = 100'000;
+constexpr ViUInt32 mostFoundResources = 10'000;
 
 /// The buffer for a resource name that the library finds. It has more room than VISA asks for, and it ends the name
 /// also where the library does not.

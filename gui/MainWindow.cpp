@@ -9,13 +9,17 @@
 #include "ResourceDialog.h"
 #include "RsrcStringEditor.h"
 #include "WindowSettings.h"
+#include "config/ConfigurationFile.h"
 #include "visa/visa.h"
 
 #include <QCloseEvent>
+#include <QFile>
+#include <QFileInfo>
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMessageBox>
+#include <QPainter>
 #include <QStyledItemDelegate>
 #include <QToolButton>
 
@@ -29,6 +33,10 @@ namespace
 {
 
 const QLatin1String settingsGroup("MainWindow");
+constexpr int gridLineWidth = 1;
+// The rows that decide the columns' widths at the start: more than the tallest screen shows. To measure a thousand
+// takes longer than everything else that the window does until it is shown.
+constexpr int measuredRows = 100;
 
 /// Shows the beginning of a text that is longer than any resource name: laying out a line of megabytes takes seconds.
 class CellDelegate : public QStyledItemDelegate
@@ -54,6 +62,29 @@ public:
     }
 };
 
+/// The icon with a see-through one for its disabled state. The style's own is a grey that looks enabled in the dark.
+QIcon withPaleDisabled(const QIcon& icon)
+{
+    constexpr int largest = 64;
+    constexpr double opacity = 0.35;
+    QIcon result = icon;
+    for (const QSize& size : icon.availableSizes())
+    {
+        if (size.width() > largest)
+            continue;
+        const QPixmap normal = icon.pixmap(size);
+        QPixmap pale(normal.size());
+        pale.setDevicePixelRatio(normal.devicePixelRatio());
+        pale.fill(Qt::transparent);
+        QPainter painter(&pale);
+        painter.setOpacity(opacity);
+        painter.drawPixmap(0, 0, normal);
+        painter.end();
+        result.addPixmap(pale, QIcon::Disabled);
+    }
+    return result;
+}
+
 } // namespace
 
 MainWindow::MainWindow(QWidget* parent)
@@ -64,6 +95,10 @@ MainWindow::MainWindow(QWidget* parent)
     setupUi();
     setupConnections();
     restoreWindowSettings();
+    const int widest = width() * 2 / 3;
+    QHeaderView& columns = *ui->resourceView->horizontalHeader();
+    if (columns.sectionSize(ConfigurationModel::ResourceColumn) > widest)
+        columns.resizeSection(ConfigurationModel::ResourceColumn, widest);
 }
 
 MainWindow::~MainWindow()
@@ -82,6 +117,7 @@ void MainWindow::setupUi()
     ui->resourceView->installEventFilter(this);
     ui->resourceView->setItemDelegate(new CellDelegate(this));
     ui->resourceView->horizontalHeader()->setStretchLastSection(true);
+    ui->resourceView->horizontalHeader()->setResizeContentsPrecision(measuredRows);
     ui->resourceView->resizeColumnsToContents();
     m_model.m_pSelectionModel = ui->resourceView->selectionModel();
     // Within reach of the Tab key; a click leaves the focus where it is.
@@ -89,6 +125,9 @@ void MainWindow::setupUi()
         button->setFocusPolicy(Qt::TabFocus);
     refreshButtonStatus();
     ui->actionSave->setEnabled(m_model.isDirty());
+    for (QAction* action : {ui->actionEdit, ui->actionFind, ui->actionSave})
+        action->setIcon(withPaleDisabled(action->icon()));
+    showFileName();
 }
 
 void MainWindow::setupConnections()
@@ -118,7 +157,7 @@ void MainWindow::findResource()
     if (dialog.exec() == QDialog::Accepted)
     {
         m_model.setResource(dialog.getResource());
-        showChangedTexts();
+        showChangedRow(ui->resourceView->currentIndex().row());
     }
 }
 
@@ -141,8 +180,8 @@ void MainWindow::rsrcStringEditor()
     if (dialog.exec() == QDialog::Accepted)
     {
         m_model.add(dialog.getRsrcString(), dialog.getAlias());
-        showChangedTexts();
         ui->resourceView->scrollToBottom();
+        showChangedRow(m_model.rowCount() - 1);
     }
 }
 
@@ -181,19 +220,21 @@ void MainWindow::rsrcStringEditorEdit()
     {
         m_model.setData(resource, dialog.getRsrcString(), Qt::EditRole);
         m_model.setData(alias, dialog.getAlias(), Qt::EditRole);
-        showChangedTexts();
+        showChangedRow(row);
     }
 }
 
-void MainWindow::showChangedTexts()
+void MainWindow::showChangedRow(int row)
 {
     // The model does not announce single cells.
     ui->resourceView->viewport()->update();
-    const QAbstractItemView& view = *ui->resourceView;
     QHeaderView& columns = *ui->resourceView->horizontalHeader();
-    const int needed = view.sizeHintForColumn(ConfigurationModel::ResourceColumn);
+    const QModelIndex resource = m_model.index(row, ConfigurationModel::ResourceColumn);
+    const int needed = ui->resourceView->sizeHintForIndex(resource).width() + gridLineWidth;
     if (needed > columns.sectionSize(ConfigurationModel::ResourceColumn))
         columns.resizeSection(ConfigurationModel::ResourceColumn, needed);
+    // Painted now: a closing dialog stores its place next, and that waits for the disk.
+    QCoreApplication::sendPostedEvents(this, QEvent::UpdateRequest);
 }
 
 int MainWindow::selectedRow() const
@@ -236,9 +277,26 @@ void MainWindow::commitOpenEditor()
     }
 }
 
+void MainWindow::showFileName()
+{
+    const QString name = QFile::decodeName(KyVisa::ConfigurationFile::getInstance().fileToSave().c_str());
+    const QString file = QFileInfo(name).absoluteFilePath();
+    QString text = QCoreApplication::translate("MainWindow", "This is edited: %1").arg(file);
+    if (name.isEmpty())
+        text = QCoreApplication::translate("MainWindow", "There is no place for visa.conf: HOME is not set");
+    else if (!QFile::exists(file))
+        text = QCoreApplication::translate("MainWindow", "The first save makes %1").arg(file);
+    ui->resourceView->setAccessibleDescription(text);
+    // On the table itself it would pop up over every row. A path can look like rich text.
+    ui->resourceView->horizontalHeader()->setToolTip(QLatin1String("<p style='white-space:pre'>") %
+                                                     text.toHtmlEscaped());
+}
+
 void MainWindow::modelDirtyFlagChanged(bool bDirty)
 {
     ui->actionSave->setEnabled(bDirty);
+    if (!bDirty)
+        showFileName();
 }
 
 void MainWindow::closeEvent(QCloseEvent* event)

@@ -50,7 +50,9 @@ protected:
 private:
     void setupUi();
     void setupConnections();
-    void showChangedTexts();
+    /// Shows the new texts of a row at once, its resource identifier in full.
+    void showChangedRow(int row);
+    void showFileName();
     /// The selected row, or -1.
     [[nodiscard]] int selectedRow() const;
     void selectRowAfterRemoval(int first, int last);

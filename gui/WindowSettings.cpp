@@ -22,6 +22,18 @@ const QLatin1String positionKey("pos");
 const QLatin1String maximizedKey("fullscreen");
 const QLatin1String tabKey("tabindex");
 
+/// Makes a window that is larger than the available area fit into it together with its frame, and leaves the frame's
+/// part out of `available`. The real frame is not known before the window is shown.
+void fitDesignedSize(QWidget& window, QRect& available)
+{
+    if (window.size().boundedTo(available.size()) == window.size())
+        return;
+    const int border = window.style()->pixelMetric(QStyle::PM_MdiSubWindowFrameWidth, nullptr, &window);
+    const int title = window.style()->pixelMetric(QStyle::PM_TitleBarHeight, nullptr, &window);
+    available.setSize(available.size() - QSize(2 * border, title + border));
+    window.resize(window.size().boundedTo(available.size()));
+}
+
 } // namespace
 
 void restoreWindowSettings(QWidget& window, const QString& group, MaximizedState maximized, QTabWidget* tabs)
@@ -31,8 +43,12 @@ void restoreWindowSettings(QWidget& window, const QString& group, MaximizedState
     const bool showMaximized =
         maximized == MaximizedState::Remembered && settings.value(maximizedKey, window.isMaximized()).toBool();
     if (const QScreen* screen = QGuiApplication::primaryScreen())
-        window.setGeometry(
-            QStyle::alignedRect(Qt::LeftToRight, Qt::AlignCenter, window.size(), screen->availableGeometry()));
+    {
+        QRect available = screen->availableGeometry();
+        if (!settings.contains(sizeKey))
+            fitDesignedSize(window, available);
+        window.setGeometry(QStyle::alignedRect(Qt::LeftToRight, Qt::AlignCenter, window.size(), available));
+    }
     window.resize(settings.value(sizeKey, window.size()).toSize());
     const QPoint position = settings.value(positionKey, window.pos()).toPoint();
     window.move(position);

@@ -33,6 +33,12 @@ int main(int argc, char** argv)
     // Read while the application object is built: sharp text and icons on dense screens.
     QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
     QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+    // Every widget draws by itself: without this Qt loads an OpenGL driver for the first window.
+    QCoreApplication::setAttribute(Qt::AA_ForceRasterWidgets);
+#if QT_VERSION >= QT_VERSION_CHECK(5, 14, 0)
+    // At one and a half times the density, twice the size would leave no room for the windows.
+    QGuiApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::RoundPreferFloor);
+#endif
     // Under Wayland a window gets its icon through its desktop file.
     QGuiApplication::setDesktopFileName(QStringLiteral("com.kyvane_yollet.kyvisaconfigure"));
 

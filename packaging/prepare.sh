@@ -9,8 +9,8 @@ build_packages=(g++ cmake ninja-build pkg-config qtbase5-dev libudev-dev libre2-
 run_packages=(qtwayland5 fonts-dejavu-core)
 # What shows the window where there is no display.
 display_packages=(tigervnc-standalone-server tigervnc-tools xauth matchbox-window-manager)
-test_packages=(libgtest-dev libgmock-dev umockdev xvfb xauth xdotool openbox fonts-dejavu-core python3-pyvisa
-    libavahi-core7 libdaemon0 libgdbm6 dbus-daemon dbus-bin iproute2)
+test_packages=(libgtest-dev libgmock-dev umockdev xvfb xauth xdotool openbox fonts-dejavu-core python3-pyvisa-py
+    libavahi-core7 libdaemon0 dbus-daemon iproute2)
 bench_packages=(libbenchmark-dev libglib2.0-dev valgrind xvfb fonts-dejavu-core python3)
 check_packages=(clang clang-tidy clang-format libclang-rt-14-dev shellcheck desktop-file-utils appstream
     lintian dpkg-dev man-db)
@@ -46,17 +46,16 @@ install_packages() {
         fail "could not install: ${missing[*]}"
 }
 
-# The Avahi daemon and its tools go to build/tools for the tests. Installed, the daemon would be started, and announce
-# this machine. Without it the test of the network is skipped.
+# The Avahi daemon goes to build/tools for the tests. Installed, it would be started, and announce this machine. Without
+# it the test of the network is skipped.
 unpack_avahi() {
     [[ -d build/tools ]] && return
     command -v apt-get >/dev/null || return 0
-    say "unpacking avahi-daemon and avahi-utils in $PWD/build/tools"
+    say "unpacking avahi-daemon in $PWD/build/tools"
     rm -rf build/tools.new
     mkdir -p build/tools.new
     # shellcheck disable=SC2015 # what fails on either side ends in the same message
-    (cd build/tools.new && apt-get download -qq avahi-daemon avahi-utils 2>/dev/null &&
-        dpkg-deb -x avahi-daemon_*.deb . && dpkg-deb -x avahi-utils_*.deb .) &&
+    (cd build/tools.new && apt-get download -qq avahi-daemon 2>/dev/null && dpkg-deb -x avahi-daemon_*.deb .) &&
         mv build/tools.new build/tools ||
-        say "could not download them ('apt-get update' may help); going on without"
+        say "could not download it ('apt-get update' may help); going on without"
 }

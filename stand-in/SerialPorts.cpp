@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 
 #include <libudev.h>
 
@@ -18,8 +19,10 @@ namespace
 
 bool isSerialPort(udev_device* device)
 {
-    // Virtual terminals have no parent; a UART of type 0 ("unknown") was reserved but not found.
-    return udev_device_get_devnode(device) != nullptr && udev_device_get_parent(device) != nullptr &&
+    // Virtual terminals are many and have no parent, which is the slower way to tell them. A UART of type 0
+    // ("unknown") was reserved but not found.
+    const std::string_view place = udev_device_get_devpath(device);
+    return udev_device_get_devnode(device) != nullptr && place.rfind("/devices/virtual/", 0) != 0 &&
            udevAttribute(device, "type") != "0";
 }
 

@@ -5,6 +5,7 @@
 #include "gui/MainWindow.h"
 
 #include <QAbstractButton>
+#include <QAccessible>
 #include <QApplication>
 #include <QComboBox>
 #include <QContextMenuEvent>
@@ -116,14 +117,15 @@ QString shownRows(const QAbstractItemView& view)
     return rows.join(' ') + (isCut ? " cut" : "");
 }
 
-/// The names of the files with the same pixels.
+/// The name of the file with the same pixels.
 QString fileOf(const QIcon& icon)
 {
-    const auto pixels = [](const QIcon& each) { return each.pixmap(24).toImage(); };
-    QStringList files = QDir(":/icons").entryList();
-    const auto differs = [&](const QString& file) { return pixels(QIcon(":/icons/" + file)) != pixels(icon); };
-    files.erase(std::remove_if(files.begin(), files.end(), differs), files.end());
-    return files.join(' ');
+    for (const QString& file : QDir(":/icons").entryList())
+    {
+        if (QIcon(":/icons/" + file).pixmap(24).toImage() == icon.pixmap(24).toImage())
+            return file;
+    }
+    return {};
 }
 
 QString shownActions(const QList<QAction*>& actions, bool isMenu)
@@ -157,6 +159,32 @@ QString namesWith(const char* property, Words words)
     for (const QString& name : words.mid(1))
         names += named<QObject>(name).property(property).toBool() ? QStringList(name) : QStringList();
     return names.join(' ');
+}
+
+/// Goes round once by Tab. Returns the controls that have no name of their own, and those that Tab does not reach.
+QString keyboardFaults()
+{
+    QStringList faults;
+    QSet<QWidget*> missed;
+    for (auto* each : form().findChildren<QWidget*>())
+    {
+        if (!each->isVisible() || !each->isEnabled() || each->focusPolicy() == Qt::NoFocus || each->focusProxy())
+            continue;
+        missed += each;
+        const QVariant group = each->parentWidget()->property("title");
+        const QString name = QAccessible::queryAccessibleInterface(each)->text(QAccessible::Name);
+        if (name.isEmpty() || name == "..." || (name == group && each->accessibleName().isEmpty()))
+            faults += "no name: " + each->objectName();
+    }
+    // Where it reaches one of them twice, it does not reach another.
+    for (int presses = missed.size(); presses > 0; --presses)
+    {
+        QTest::keyClick(form().focusWidget() != nullptr ? form().focusWidget() : &form(), Qt::Key_Tab);
+        missed -= form().focusWidget();
+    }
+    for (const QWidget* each : missed)
+        faults += "not reached: " + each->objectName();
+    return faults.join("; ");
 }
 
 void choose(QWidget& widget, int index)
@@ -261,13 +289,14 @@ QString shownByName(Words words);
 
 const std::map<QString, std::function<QString(Words)>> questions = {
     {"settings", [](Words) { return inOneLine(settingsFile); }},
-    {"saved", [](Words) { return inOneLine(configurationFile()); }},
+    {"saved", [](Words) { return inOneLine(World::configurationFile()); }},
     {"title", [](Words) { return form().windowTitle(); }},
     {"calls", [](Words) { return takeCalls(); }},
     {"callsAfterFind", [](Words) { return takeCalls().section(QRegExp("viFindRsrc[^;]*; "), -1); }},
     {"menu", [](Words words) { return contextMenu(named<QAbstractItemView>(word(words, 1)), number(words, 2)); }},
     {"visible", [](Words words) { return namesWith("visible", words); }},
     {"enabled", [](Words words) { return namesWith("enabled", words); }},
+    {"keyboard", [](Words) { return keyboardFaults(); }},
     {"show", shownByName},
 };
 

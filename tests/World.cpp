@@ -37,17 +37,19 @@ void setUp(const QDir& directory)
     // No case may ask this machine's daemons. Those that have daemons of their own say so.
     if (!qEnvironmentVariableIsSet("DBUS_SYSTEM_BUS_ADDRESS"))
         qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent");
-    for (const char* name : {"HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_RUNTIME_DIR"})
+    for (const char* name : {"XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_RUNTIME_DIR"})
         qputenv(name, directory.path().toUtf8());
     qputenv("FONTCONFIG_FILE", directory.filePath("fonts").toUtf8());
     writeFile(directory.filePath("fonts").toStdString(), fonts);
+    qputenv("HOME", directory.filePath("home").toUtf8());
+    directory.mkdir("home");
     directory.mkdir("work");
     QDir::setCurrent(directory.filePath("work"));
 }
 
 } // namespace
 
-std::filesystem::path configurationFile()
+std::filesystem::path World::configurationFile()
 {
     return qEnvironmentVariable("HOME").toStdString() + "/.kyvane-yollet/visa.conf";
 }
@@ -67,10 +69,15 @@ std::string readFile(const std::filesystem::path& path)
 
 void writeConfiguration(const std::string& lines)
 {
-    const std::filesystem::path file = configurationFile();
+    const std::filesystem::path file = World::configurationFile();
     writeFile(file, ":KyVisaConfigurationFileVersion01\n" + lines);
     static std::chrono::seconds age = std::chrono::hours(1);
     std::filesystem::last_write_time(file, std::filesystem::last_write_time(file) - age--);
+}
+
+std::ostream& operator<<(std::ostream& stream, const Row& row)
+{
+    return stream << row.name;
 }
 
 int main(int argc, char** argv)

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <filesystem>
+#include <ostream>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -11,8 +12,11 @@
 // Every case runs in a process of its own, because the store is a singleton. It has a home and a settings store of its
 // own, the offscreen platform, and a working directory of its own, where the scripted libkyvisa.so keeps its files.
 
+namespace World
+{
 /// The per-user visa.conf.
 std::filesystem::path configurationFile();
+} // namespace World
 
 void writeFile(const std::filesystem::path& path, const std::string& text);
 std::string readFile(const std::filesystem::path& path);
@@ -20,3 +24,23 @@ std::string readFile(const std::filesystem::path& path);
 /// Writes the per-user visa.conf, the version line and `lines`, as of an hour ago or, the next time, a second less: the
 /// store tells loads apart by whole seconds.
 void writeConfiguration(const std::string& lines);
+
+/// A row of a table of texts: a case that fails by its own name.
+struct Row
+{
+    const char* name;
+    std::string text;
+    std::string expected;
+};
+
+std::ostream& operator<<(std::ostream& stream, const Row& row);
+
+using Table = ::testing::TestWithParam<Row>;
+
+/// TABLE(Suite, Test, Row{...}, ...) { the test of a row }
+#define TABLE(table, test, ...)                                                                                        \
+    class table : public Table                                                                                         \
+    {                                                                                                                  \
+    };                                                                                                                 \
+    INSTANTIATE_TEST_SUITE_P(, table, ::testing::Values(__VA_ARGS__), [](const auto& row) { return row.param.name; }); \
+    TEST_P(table, test)

@@ -92,13 +92,13 @@ TEST(Service, AnswersInAnyLetterCase)
 
 TEST(Search, TriesTheEnvironmentTheWorkingDirectoryAndTheHome)
 {
-    const std::string own = configurationFile();
+    const std::string own = World::configurationFile();
     const std::string local = std::filesystem::current_path().string() + "/visa.conf";
     EXPECT_EQ(ConfigurationFile::searchConfigFile(false), "");
-    EXPECT_FALSE(std::filesystem::exists(configurationFile().parent_path()));
+    EXPECT_FALSE(std::filesystem::exists(World::configurationFile().parent_path()));
     ::umask(0);
     EXPECT_EQ(ConfigurationFile::searchConfigFile(true), own);
-    EXPECT_EQ(std::filesystem::status(configurationFile().parent_path()).permissions(),
+    EXPECT_EQ(std::filesystem::status(World::configurationFile().parent_path()).permissions(),
               std::filesystem::perms::owner_all);
     EXPECT_FALSE(std::filesystem::exists(own));
 
@@ -158,7 +158,7 @@ TEST(Service, ReloadsAfterASaveAndOnlyThenKnowsLowerCaseAliases)
     std::string name = "scope";
     EXPECT_FALSE(store.replaceAlias(name));
     store.save();
-    EXPECT_EQ(read(configurationFile().string() + ".~1~"), "3996 [CAME=later]");
+    EXPECT_EQ(read(World::configurationFile().string() + ".~1~"), "3996 [CAME=later]");
     EXPECT_TRUE(ConfigurationFile::getInstance().replaceAlias(name));
     EXPECT_EQ(store.m_aliases, (KyVisa::AliasMap{{"SCOPE", "X"}, {"TWICE", "Z"}}));
     EXPECT_THAT(store.m_resources, ElementsAre("plain", "plain"));
@@ -170,6 +170,6 @@ TEST(Service, ReloadsAfterASaveAndOnlyThenKnowsLowerCaseAliases)
     EXPECT_EQ(ConfigurationFile::getInstance().m_provider, 8);
     store.setProvider(9);
     EXPECT_EQ(ConfigurationFile::getInstance().m_provider, 9);
-    writeFile(configurationFile(), "no longer ours");
+    writeFile(World::configurationFile(), "no longer ours");
     EXPECT_EQ(ConfigurationFile::getInstance().m_provider, 9);
 }

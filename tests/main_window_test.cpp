@@ -17,17 +17,15 @@ TEST(Model, LabelsItsColumnsAndSignalsItsRowsOneBeyondTheLast)
     writeConfiguration("R\nS\n");
     Model model(nullptr);
     QStringList log;
-    const auto note = [&](const char* name, int first, int last) {
-        log += QString("%1 %2-%3").arg(name).arg(first).arg(last);
+    const auto noted = [&log](const char* name) {
+        return [&log, name](auto, int first, int last) { log += QString("%1 %2-%3").arg(name).arg(first).arg(last); };
     };
-    QObject::connect(&model, &Model::rowsAboutToBeRemoved,
-                     [&](auto, int first, int last) { note("removing", first, last); });
-    QObject::connect(&model, &Model::rowsRemoved, [&](auto, int first, int last) { note("removed", first, last); });
-    QObject::connect(&model, &Model::rowsInserted, [&](auto, int first, int last) { note("inserted", first, last); });
-    QObject::connect(&model, &Model::headerDataChanged,
-                     [&](auto, int first, int last) { note("header", first, last); });
+    QObject::connect(&model, &Model::rowsAboutToBeRemoved, noted("removing"));
+    QObject::connect(&model, &Model::rowsRemoved, noted("removed"));
+    QObject::connect(&model, &Model::rowsInserted, noted("inserted"));
+    QObject::connect(&model, &Model::headerDataChanged, noted("header"));
     QObject::connect(&model, &Model::dataChanged, [&](const QModelIndex& first, const QModelIndex& last) {
-        note("data", first.row() + first.column(), last.row() * 10 + last.column());
+        noted("data")(first, first.row() + first.column(), last.row() * 10 + last.column());
     });
     QObject::connect(&model, &Model::dirtyHasChanged, [&](bool isDirty) { log += isDirty ? "dirty" : "clean"; });
     QObject::connect(&model, &Model::editCompleted, [&](const QString& text) { log += "edited " + text; });

@@ -61,6 +61,7 @@ TEST(GpibPage, TakesEditsAndResetsTheSecondaryAddress)
     EXPECT_EQ(tree.headerItem()->text(1), "Primary Address");
     EXPECT_FALSE(tree.isHeaderHidden());
     tree.topLevelItem(1)->setText(0, "Device");
+    EXPECT_EQ(texts(tree), before);
     row(tree, 0).setText(0, "7x");
     row(tree, 0).setText(1, "abc");
     dialog.removeDevice();
@@ -93,4 +94,5 @@ TEST(SerialPage, ShowsWhatItsListsDoNotHave)
     dialog.accept();
     EXPECT_EQ(model.m_serialProperties,
               (SerialPropertiesMap{{1, {}}, {7, {1, 2, 3, 4, 5}}, {20, {250000, 9, 255, 255, 6}}}));
+    EXPECT_TRUE(model.isDirty());
 }

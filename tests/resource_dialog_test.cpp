@@ -20,11 +20,10 @@ namespace
 
 std::string listed(const ResourceDialog& dialog)
 {
-    const auto* list = dialog.findChild<QListWidget*>();
-    std::string names;
-    for (int row = 0; row < list->count(); ++row)
-        names += list->item(row)->text().toStdString() + " ";
-    return names;
+    QString names;
+    for (const auto* item : dialog.findChild<QListWidget*>()->findItems("*", Qt::MatchWildcard))
+        names += item->text() + ' ';
+    return names.toStdString();
 }
 
 /// A search in a thread of its own, as the main window starts one. It finds "B" and "A" once there is a file "gate".

@@ -1,18 +1,13 @@
 // SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
 // SPDX-License-Identifier: MIT
 
+#include "World.h"
 #include "config/ConfigurationFile.h"
 #include "config/FileReplacement.h"
 
-#include <cerrno>
-#include <chrono>
 #include <csignal>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <set>
-#include <sstream>
 
 #include <gmock/gmock.h>
 
@@ -26,8 +21,9 @@
 namespace fs = std::filesystem;
 using KyVisa::ConfigurationFile;
 using KyVisa::ModernConfigurationFile;
-using ::testing::IsEmpty;
-using ::testing::UnorderedElementsAre;
+using ::testing::Each;
+using ::testing::StartsWith;
+using Texts = std::vector<std::string>;
 
 namespace
 {
@@ -44,13 +40,10 @@ long systemCall(long number, long a, long b, long c, long d, long e)
     {
         if (failure == killed)
             ::raise(SIGKILL);
-        if (failure == shortWrite)
-            c = number == SYS_pwrite64 ? c / 2 : c;
-        else
-        {
-            errno = failure;
+        errno = failure;
+        if (failure > 0)
             return -1;
-        }
+        c = number == SYS_pwrite64 ? c / 2 : c;
     }
     // The tests need not wait for a disk.
     return number == SYS_fsync ? 0 : ::syscall(number, a, b, c, d, e);
@@ -58,56 +51,65 @@ long systemCall(long number, long a, long b, long c, long d, long e)
 
 const std::string version = ":KyVisaConfigurationFileVersion01\n";
 const std::string saved = version + ":Provider=3996\n";
-
-void writeFile(const fs::path& path, const std::string& text)
-{
-    std::ofstream(path, std::ios::binary) << text;
-}
-
-std::string readFile(const fs::path& path)
-{
-    std::ostringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
-}
-
-std::vector<std::string> filesIn(const fs::path& directory)
-{
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(directory))
-        names.push_back(entry.path().filename());
-    return names;
-}
-
-/// The bytes of all copies, wherever they lie.
-std::vector<std::string> copies()
-{
-    std::vector<std::string> texts;
-    for (const auto& entry : fs::recursive_directory_iterator(".."))
-    {
-        if (entry.path().filename().string().find(".~") != std::string::npos)
-            texts.push_back(readFile(entry.path()));
-    }
-    return texts;
-}
+const std::string replaced = saved + "NEW=en try\n";
 
 struct stat statusOf(const fs::path& path)
 {
     struct stat status = {};
     ::stat(path.c_str(), &status);
+    status.st_mode &= 07777U;
     return status;
+}
+
+Texts files()
+{
+    Texts names;
+    for (const auto& entry : fs::directory_iterator("."))
+        names.push_back(entry.path().filename());
+    return names;
+}
+
+/// The texts of the copies, wherever they lie.
+Texts copies()
+{
+    Texts texts;
+    for (const auto& entry : fs::recursive_directory_iterator(".."))
+    {
+        if (entry.path().native().back() != '~')
+            continue;
+        EXPECT_EQ(statusOf(entry).st_mode, 0604U);
+        texts.push_back(readFile(entry.path()));
+    }
+    return texts;
+}
+
+/// Makes one file, whose folder and home belong to an ordinary user: root may do anything.
+void prepare(const std::string& text, const fs::path& file = "visa.conf")
+{
+    fs::permissions(".", fs::perms(0755));
+    fs::permissions("..", fs::perms(0755));
+    for (const auto& entry : fs::directory_iterator("."))
+        fs::remove(entry);
+    fs::remove_all(World::configurationFile().parent_path());
+    writeFile(file, text);
+    fs::permissions(file, fs::perms(0604));
+    for (const fs::path& path : {fs::path("."), fs::path("../home"), file})
+        EXPECT_TRUE(::getuid() != 0 || ::chown(path.c_str(), ordinary, ordinary) == 0);
+}
+
+void become(uid_t user)
+{
+    EXPECT_TRUE(::getuid() != 0 || (::seteuid(0) == 0 && ::setegid(user) == 0 && ::seteuid(user) == 0));
 }
 
 template <typename Work>
 pid_t start(Work work)
 {
     const pid_t child = ::fork();
-    if (child == 0)
-    {
-        work();
-        ::_exit(callsLeft >= 0 ? 1 : 0);
-    }
-    return child;
+    if (child != 0)
+        return child;
+    work();
+    ::_exit(0);
 }
 
 /// How a child ended, as waitpid() says it.
@@ -118,357 +120,218 @@ int endOf(pid_t child)
     return status;
 }
 
-// Root may do anything, so it has its files and some processes belong to somebody else.
-void giveAway(const fs::path& path)
+void replaceBy(const std::string& text)
 {
-    if (::geteuid() == 0 && ::chown(path.c_str(), ordinary, ordinary) != 0)
-        std::abort();
+    KyVisa::FileReplacement{"visa.conf", "", [](const std::string&) { return true; }}.replaceBy(text);
 }
 
-void becomeOrdinary()
-{
-    if (::geteuid() == 0 && (::setegid(ordinary) != 0 || ::seteuid(ordinary) != 0))
-        std::abort();
-}
-
-/// Each case has a home and a working directory of its own, which anybody may use.
-class Saving : public ::testing::Test
-{
-protected:
-    Saving()
-    {
-        ::umask(0);
-        fs::create_directories(m_folder / "home");
-        fs::create_directories(m_folder / "work");
-        fs::permissions(m_folder, fs::perms(0755));
-        fs::current_path(m_folder / "work");
-        ::setenv("HOME", (m_folder / "home").c_str(), 1);
-        ::unsetenv("KYVISACONFFILE");
-    }
-
-    ~Saving() override
-    {
-        fs::current_path("/");
-        fs::remove_all(m_folder);
-    }
-
-    /// An empty working directory and home, of an ordinary user.
-    void clean()
-    {
-        fs::permissions(".", fs::perms(0755));
-        for (const char* folder : {"home", "work"})
-        {
-            for (const auto& entry : fs::directory_iterator(m_folder / folder))
-                fs::remove_all(entry);
-            giveAway(m_folder / folder);
-        }
-        fs::remove("../link");
-    }
-
-private:
-    static fs::path temporary()
-    {
-        std::string path = fs::temp_directory_path() / "saving.XXXXXX";
-        return ::mkdtemp(path.data());
-    }
-
-    fs::path m_folder = temporary();
-};
-
-/// Replaces what an old file holds by one alias. From `calls` system calls on, one fails.
-void save(bool known, long calls = -1)
+/// Returns whether the save made the call that fails.
+bool save(long call)
 {
     ModernConfigurationFile file("visa.conf");
-    if (known)
-        file.parse(file.m_aliases, file.m_resources, file.m_provider);
-    file.m_aliases = {{"NEW", "entry"}};
+    file.parse(file.m_aliases, file.m_resources, file.m_provider);
+    file.m_aliases = {{"NEW", "en\ntry"}};
     file.m_resources.clear();
-    file.m_copyFolder = fs::path(std::getenv("HOME")) / ".kyvane-yollet";
-    callsLeft = calls;
+    file.m_copyFolder = World::configurationFile().parent_path();
+    callsLeft = call;
     file.save();
+    return std::exchange(callsLeft, -1) < 0;
 }
 
-struct OldFile
+enum Kind
 {
-    const char* name;
-    std::string text;
-    bool isInPlace;
-    void (*prepare)();
+    Plain,
+    Absent,
+    HardLinks,
+    ProtectedFolder,
 };
 
-void nothing() {}
-
-void addLink()
+/// Returns whether the call was made.
+bool fail(Kind kind, const std::string& old, long call)
 {
-    fs::create_hard_link("visa.conf", "../link");
-}
-
-void protectFolder()
-{
-    fs::permissions(".", fs::perms(0555));
-}
-
-const std::vector<OldFile> oldFiles = {{"absent", "", false, nothing},
-                                       {"read whole", saved + "OLD=entry\n", false, nothing},
-                                       {"comment", saved + "# mine\n", false, nothing},
-                                       {"hard links", saved + "# " + std::string(5000, 'x') + "\n", true, addLink},
-                                       {"read-only folder", saved + "# mine\n", true, protectFolder}};
-const std::string replaced = saved + "NEW=entry\n";
-
-void checkFault(const OldFile& old, bool struck)
-{
+    prepare(old);
+    if (kind == Absent)
+        fs::remove("visa.conf");
+    if (kind == HardLinks)
+        fs::create_hard_link("visa.conf", "visa.conf.link");
+    fs::permissions(".", fs::perms(kind == ProtectedFolder ? 0555 : 0755));
+    become(kind == ProtectedFolder ? ordinary : 0);
+    const bool reached = failure == killed ? !WIFEXITED(endOf(start([call] { save(call); }))) : save(call);
     const std::string now = readFile("visa.conf");
-    const std::vector<std::string> kept = copies();
+    const Texts kept = copies();
     // Only what is killed while it writes in place leaves neither, and then the copy.
-    EXPECT_TRUE(now == old.text || now == replaced || (old.isInPlace && failure == killed && !kept.empty()));
-    EXPECT_THAT(kept, ::testing::Each(old.text));
+    EXPECT_TRUE(now == old || now == replaced || (kind >= HardLinks && failure == killed && !kept.empty()));
+    EXPECT_THAT(kept, Each(old));
     // A protected folder leaves one place for the copy, and where that fails the save still happens.
-    const bool hasNoPlace = struck && failure > 0 && old.prepare == protectFolder;
-    EXPECT_FALSE(!hasNoPlace && now != old.text && old.text.find('#') != std::string::npos && kept.empty());
-    if (!old.text.empty())
-    {
-        EXPECT_EQ(statusOf("visa.conf").st_mode & 07777U, 0604U);
-        EXPECT_EQ(statusOf("visa.conf").st_uid, statusOf(".").st_uid);
-    }
+    EXPECT_TRUE(now == old || old.find('#') == std::string::npos || !kept.empty() ||
+                (kind == ProtectedFolder && reached && failure > 0));
+    const struct stat status = statusOf("visa.conf");
+    EXPECT_TRUE(kind == Absent || (status.st_mode == 0604U && status.st_uid == statusOf(".").st_uid));
+    save(-1);
+    become(0);
+    EXPECT_EQ(readFile(kind == HardLinks ? "visa.conf.link" : "visa.conf"), replaced);
+    EXPECT_THAT(files(), Each(StartsWith("visa.conf")));
+    return reached;
 }
 
 } // namespace
 
 // The calls of a save, under their own names. Their arguments travel in registers, as those of a system call do.
-#define CALL(name, number)                                                                                             \
+#define SYS_pwrite SYS_pwrite64
+#define SYS_fstatat SYS_newfstatat
+#define CALL(name)                                                                                                     \
     extern "C" long faulty_##name(long, long, long, long, long) __asm__(#name);                                        \
     long faulty_##name(long a, long b, long c, long d, long e)                                                         \
     {                                                                                                                  \
-        return systemCall(number, a, b, c, d, e);                                                                      \
+        return systemCall(SYS_##name, a, b, c, d, e);                                                                  \
     }
-CALL(openat, SYS_openat)
-CALL(read, SYS_read)
-CALL(pwrite, SYS_pwrite64)
-CALL(fsync, SYS_fsync)
-CALL(ftruncate, SYS_ftruncate)
-CALL(fallocate, SYS_fallocate)
-CALL(fstat, SYS_fstat)
-CALL(fstatat, SYS_newfstatat)
-CALL(fchown, SYS_fchown)
-CALL(fchmod, SYS_fchmod)
-CALL(fgetxattr, SYS_fgetxattr)
-CALL(fsetxattr, SYS_fsetxattr)
-CALL(fremovexattr, SYS_fremovexattr)
-CALL(flock, SYS_flock)
-CALL(linkat, SYS_linkat)
-CALL(unlinkat, SYS_unlinkat)
-CALL(renameat, SYS_renameat)
-CALL(renameat2, SYS_renameat2)
 
-TEST_F(Saving, LosesNothingWhicheverCallFails)
+// clang-format off
+CALL(openat) CALL(read) CALL(pwrite) CALL(fsync) CALL(ftruncate) CALL(fallocate) CALL(fstat) CALL(fstatat) CALL(fchown)
+CALL(fchmod) CALL(fgetxattr) CALL(fsetxattr) CALL(fremovexattr) CALL(flock) CALL(linkat) CALL(unlinkat) CALL(renameat)
+CALL(renameat2)
+    // clang-format on
+
+    TEST(Saving, LosesNothingWhicheverCallFails)
 {
-    int rows = 0;
-    for (const OldFile& old : oldFiles)
+    const std::vector<std::pair<Kind, std::string>> kinds = {{Absent, ""},
+                                                             {Plain, saved + "OLD=entry\n"},
+                                                             {Plain, saved + "# mine\n"},
+                                                             {HardLinks, saved + "#" + std::string(5000, 'x')},
+                                                             {ProtectedFolder, saved + "# mine\n"}};
+    int count = 0;
+    for (const auto& [kind, old] : kinds)
     {
-        for (const int error : {EIO, ENOSPC, EACCES, EOPNOTSUPP, shortWrite, killed})
+        for (const int error : {EIO, EACCES, EOPNOTSUPP, shortWrite, killed})
         {
-            bool struck = true;
-            for (long calls = 0; struck && !HasFailure(); ++calls, ++rows)
-            {
-                SCOPED_TRACE(std::string(old.name) + ", failure " + std::to_string(error) + " of call " +
-                             std::to_string(calls));
-                clean();
-                if (!old.text.empty())
-                {
-                    writeFile("visa.conf", old.text);
-                    fs::permissions("visa.conf", fs::perms(0604));
-                    giveAway("visa.conf");
-                }
-                old.prepare();
-                failure = error;
-                const auto trial = [&](long failing) {
-                    if (old.prepare == protectFolder)
-                        becomeOrdinary();
-                    save(true, failing);
-                };
-                const int status = endOf(start([&] { trial(calls); }));
-                struck = !(WIFEXITED(status) && WEXITSTATUS(status) == 1);
-                checkFault(old, struck);
-                endOf(start([&] { trial(-1); }));
-                EXPECT_EQ(readFile("visa.conf"), replaced);
-                EXPECT_THAT(filesIn("."), ::testing::Each(::testing::StartsWith("visa.conf")));
-            }
+            failure = error;
+            for (long call = 0; fail(kind, old, call); ++call, ++count)
+                ASSERT_FALSE(testing::Test::HasFailure()) << kind << ", failure " << error << " of call " << call;
         }
     }
-    std::cout << rows << " faults\n";
+    std::cout << count << " faults\n";
 }
 
-TEST_F(Saving, LeavesWholeFilesWhenItIsKilled)
+TEST(Saving, LeavesWholeFilesWhenItIsKilled)
 {
     const char* count = std::getenv("KYVISA_KILLS");
-    const int kills = count == nullptr ? 100 : std::atoi(count);
     const auto text = [](int number) { return std::string(100000, static_cast<char>('a' + number % 26)); };
-    const auto isWhole = [&](const std::string& bytes) { return bytes == text(bytes.empty() ? 0 : bytes[0] - 'a'); };
-    const auto always = [](const std::string&) { return true; };
-    writeFile("visa.conf", text(0));
-    for (int kill = 0; kill < kills; ++kill)
+    const auto isWhole = [&](const std::string& bytes) { return !bytes.empty() && bytes == text(bytes[0] - 'a'); };
+    for (int kill = 0; kill < (count == nullptr ? 100 : std::atoi(count)); ++kill)
     {
+        prepare(text(0));
         const pid_t child = start([&] {
             for (int number = 1;; ++number)
-                KyVisa::FileReplacement{"visa.conf", "", always}.replaceBy(text(number));
+                replaceBy(text(number));
         });
         ::usleep(static_cast<useconds_t>(500 + kill * 37 % 3000));
         ::kill(child, SIGKILL);
         endOf(child);
-        ASSERT_TRUE(isWhole(readFile("visa.conf"))) << kill;
-        for (const std::string& copy : copies())
-            ASSERT_TRUE(isWhole(copy)) << kill;
-        KyVisa::FileReplacement{"visa.conf", "", nullptr}.replaceBy(text(kill));
-        ASSERT_THAT(filesIn("."), ::testing::Each(::testing::StartsWith("visa.conf"))) << kill;
-        for (const std::string& name : filesIn("."))
-            fs::remove(name == "visa.conf" ? "" : name);
+        Texts texts = copies();
+        texts.push_back(readFile("visa.conf"));
+        EXPECT_THAT(texts, Each(::testing::Truly(isWhole)));
+        replaceBy(text(kill));
+        EXPECT_THAT(files(), Each(StartsWith("visa.conf")));
+        ASSERT_FALSE(testing::Test::HasFailure()) << "kill " << kill;
     }
 }
 
-TEST_F(Saving, KeepsWhatTwoWriteAtTheSameTime)
+TEST(Saving, KeepsWhatTwoWriteAtTheSameTime)
 {
-    constexpr int each = 50;
-    std::vector<pid_t> children;
-    for (const char writer : {'a', 'b'})
-    {
-        children.push_back(start([&] {
-            for (int number = 0; number < each; ++number)
-                KyVisa::FileReplacement{"visa.conf", "", [](const std::string&) { return true; }}.replaceBy(
-                    writer + std::to_string(number));
-        }));
-    }
-    for (const pid_t child : children)
-        EXPECT_EQ(endOf(child), 0);
-    std::vector<std::string> texts = copies();
+    prepare("");
+    const auto write = [](char writer) {
+        for (int number = 0; number < 50; ++number)
+            replaceBy(writer + std::to_string(number));
+    };
+    const pid_t other = start([&] { write('a'); });
+    write('b');
+    EXPECT_EQ(endOf(other), 0);
+    Texts texts = copies();
     texts.push_back(readFile("visa.conf"));
-    EXPECT_EQ(std::set<std::string>(texts.begin(), texts.end()).size(), 2U * each);
+    EXPECT_EQ(std::set<std::string>(texts.begin(), texts.end()).size(), 101U);
 }
 
-TEST_F(Saving, FollowsLinksAndRespectsProtection)
+TEST(Saving, FollowsLinksAndRespectsProtection)
 {
     // Version 2; owner rw, user 1 r, group none, mask r, others none.
     const std::string list("\2\0\0\0\1\0\6\0\377\377\377\377\2\0\4\0\1\0\0\0\4\0\0\0\377\377\377\377"
                            "\20\0\4\0\377\377\377\377\40\0\0\0\377\377\377\377",
                            44);
-    fs::create_directory("real");
+    prepare("");
     writeFile("real/visa.conf", version);
     fs::permissions("real/visa.conf", fs::perms(0640));
-    const bool hasLists = ::setxattr("real/visa.conf", "system.posix_acl_access", list.data(), list.size(), 0) == 0;
+    const bool hasList = ::setxattr("real/visa.conf", "system.posix_acl_access", list.data(), list.size(), 0) == 0;
     fs::create_symlink("visa.conf", "real/link");
     fs::create_symlink("real/link", "first");
     fs::create_symlink("new", "dangling");
     fs::create_symlink("loop", "loop");
     ASSERT_EQ(::mkfifo("pipe", 0600), 0);
-    writeFile("protected", "KEEP=me\n");
-    fs::permissions("protected", fs::perms(0444));
+    fs::permissions("visa.conf", fs::perms(0444));
     ::umask(027);
     for (const char* name : {"first", "dangling", "loop", "pipe"})
         ModernConfigurationFile(name).save();
-    giveAway(".");
-    giveAway("protected");
-    endOf(start([] {
-        becomeOrdinary();
-        ModernConfigurationFile("protected").save();
-    }));
-    EXPECT_EQ(readFile("real/visa.conf") + readFile("new") + readFile("protected"), saved + saved + "KEEP=me\n");
-    EXPECT_EQ(statusOf("real/visa.conf").st_mode & 07777U, 0640U);
-    EXPECT_EQ(statusOf("new").st_mode & 07777U, 0640U);
+    become(ordinary);
+    ModernConfigurationFile("visa.conf").save();
+    become(0);
+    EXPECT_EQ(readFile("real/visa.conf") + readFile("new") + readFile("visa.conf"), saved + saved);
+    EXPECT_EQ(statusOf("real/visa.conf").st_mode, 0640U);
+    EXPECT_EQ(statusOf("new").st_mode, 0640U);
     EXPECT_TRUE(fs::is_symlink("first") && fs::is_symlink("dangling") && fs::is_symlink("loop") && fs::is_fifo("pipe"));
-    EXPECT_THAT(filesIn("."), ::testing::SizeIs(7));
+    EXPECT_THAT(files(), ::testing::SizeIs(7));
     std::string kept(100, ' ');
     const ssize_t length = ::getxattr("real/visa.conf", "system.posix_acl_access", kept.data(), kept.size());
-    EXPECT_EQ(kept.substr(0, length < 0 ? 0 : static_cast<std::size_t>(length)), hasLists ? list : "");
+    EXPECT_EQ(kept.substr(0, length < 0 ? 0 : static_cast<std::size_t>(length)), hasList ? list : "");
 }
 
-TEST_F(Saving, KeepsACopyOfLinesThatNobodySaw)
+// What a file contains, and what happens to it, letter by letter: the store opens it (w) or loads it again (n), a
+// window shows what was loaded (v), another program adds a line (o), somebody removes the folder (r), the user confirms
+// a serial setting (c), a save keeps a copy (S) or none (s).
+TABLE(Copies, KeepLinesThatNobodySaw, Row{"Seen", saved + "SEEN=here\nseen\n\n \n", "ws"},
+      Row{"Comment", version + "# mine\n", "wSs"},
+      Row{"SerialSetting", version + ":SerialProperty[DeviceNo=1].Parity=1\n", "wS"},
+      Row{"AliasTwice", version + "A=1\na=2\n", "wS"}, Row{"AliasTwiceTheSame", version + "A=1\na=1\n", "ws"},
+      Row{"AliasWrittenAgain", version + "new=en try\nNew=other\n", "ws"},
+      Row{"CarriageReturns", version.substr(0, 33) + "\r\n:Provider=5\r\n", "ws"},
+      Row{"BehindTheVersion", version.substr(0, 33) + " mine\n", "wS"},
+      Row{"BehindTheProvider", version + ":Provider=5 mine\n", "wS"},
+      Row{"ProviderTwice", version + ":Provider=5\n:Provider=6\n", "wS"},
+      Row{"ProviderInAComment", version + "#:Provider=3996\n", "wS"},
+      Row{"NoProvider", version + ":Provider=none\nNEW=en try\n", "wS"},
+      Row{"NotReadToTheEnd", version + ":Provider=3996\n:Provider=99999999999\n", "wS"},
+      Row{"Unknown", saved + "SEEN=here\n", "S"}, Row{"UnknownWrittenAgain", saved + "new=en try\n\n \t\r\n", "s"},
+      Row{"UnknownOtherCase", saved + "NEW=En try\n", "S"}, Row{"UnknownProvider", version + ":Provider=5\n", "S"},
+      Row{"NotOurs", "\xef\xbb\xbf" + saved, "wS"}, Row{"FiveSettings", saved, "wcscsncsncsncs"},
+      Row{"SecondWindow", saved, "wcsnvS"}, Row{"SecondWindowWithoutALoad", saved, "wcsvcs"},
+      Row{"Script", saved, "woSonS"}, Row{"ScriptSeen", saved, "wonvs"}, Row{"FolderRemoved", saved, "wrs"})
 {
-    struct Row
-    {
-        std::string text;
-        bool isKnown;
-        bool isKept;
-    };
-
-    const std::vector<Row> rows = {
-        {saved + "SEEN=here\nseen\n\n \n", true, false},
-        {version + "# mine\n", true, true},
-        {version + ":SerialProperty[DeviceNo=1].Parity=1\n", true, true},
-        {version + "A=1\na=2\n", true, true},
-        {version + "A=1\na=1\n", true, false},
-        {version + "new=entry\nNew=other\n", true, false},
-        {version.substr(0, version.size() - 1) + "\r\n:Provider=5\r\n", true, false},
-        {version.substr(0, version.size() - 1) + " mine\n", true, true},
-        {version + ":Provider=5 mine\n", true, true},
-        {version + ":Provider=5\n:Provider=6\n", true, true},
-        {version + "#:Provider=3996\n", true, true},
-        {version + ":Provider=none\nNEW=entry\n", true, true},
-        {version + ":Provider=3996\n:Provider=99999999999\n", true, true},
-        {"", true, false},
-        {saved + "SEEN=here\n", false, true},
-        {saved + "new=entry\n\n \t\r\n", false, false},
-        {saved + "NEW=Entry\n", false, true},
-        {version + ":Provider=5\n", false, true},
-        {"\xef\xbb\xbf" + saved, false, true},
-    };
-    for (const Row& row : rows)
-    {
-        clean();
-        writeFile("visa.conf", row.text);
-        fs::permissions("visa.conf", fs::perms(0604));
-        save(row.isKnown);
-        EXPECT_THAT(copies(), row.isKept ? ::testing::Matcher<std::vector<std::string>>(UnorderedElementsAre(row.text))
-                                         : IsEmpty())
-            << row.text;
-        EXPECT_THAT(readFile("visa.conf"), ::testing::EndsWith("NEW=entry\n"));
-        EXPECT_EQ(statusOf(row.isKept ? "visa.conf.~1~" : "visa.conf").st_mode & 07777U, 0604U);
-    }
-}
-
-TEST_F(Saving, TakesTurnsWithOthersAndLosesNoLine)
-{
-    writeFile("visa.conf", saved + "FIRST=seen\n");
-    ConfigurationFile& store = ConfigurationFile::getInstance();
-    // As the window does it: the store looks for a change, then takes the data, then saves.
-    const auto saveAs = [&](const std::string& resource, std::uint32_t rate) {
+    const fs::path path = World::configurationFile();
+    if (GetParam().expected[0] != 'w')
         static_cast<void>(ConfigurationFile::getInstance());
-        store.setData({{resource, "scope"}, {"two\nlines", "line\nfeed"}});
-        store.m_serialProperties[1].baudRate = rate;
-        store.save();
-        fs::last_write_time("visa.conf", fs::last_write_time("visa.conf") - std::chrono::seconds(rate));
-    };
-    for (std::uint32_t rate = 0; rate < 5; ++rate)
-    {
-        saveAs("X" + std::to_string(rate), rate);
-        static_cast<void>(ConfigurationFile::getInstance());
-        store.rememberLoaded();
-    }
-    EXPECT_THAT(filesIn("."), UnorderedElementsAre("visa.conf"));
-    EXPECT_THAT(readFile("visa.conf"), ::testing::HasSubstr("\nline feed=two lines\n"));
-
-    const std::string script = readFile("visa.conf") + "BY=script\n";
-    writeFile("visa.conf", script);
-    saveAs("mine", 10);
-    EXPECT_THAT(copies(), UnorderedElementsAre(script));
-    writeFile("visa.conf", script);
-    fs::last_write_time("visa.conf", fs::last_write_time("visa.conf") - std::chrono::seconds(50));
-    static_cast<void>(ConfigurationFile::getInstance());
-    store.m_serialProperties[1].baudRate = 9; // the script's file holds other serial lines
-    store.rememberLoaded();
-    saveAs("mine", 4);
-    EXPECT_THAT(copies(), UnorderedElementsAre(script));
-}
-
-TEST_F(Saving, MakesTheFolderAgainAndSeesWhatAppears)
-{
+    prepare(GetParam().text, path);
     ConfigurationFile& store = ConfigurationFile::getInstance();
-    const fs::path own = ConfigurationFile::searchConfigFile(true);
-    writeFile(own, version + "CAME=later\n");
-    // Read by the next access, but the user never saw it.
-    store.load();
-    store.setData({{"X", "A"}});
-    store.save();
-    EXPECT_THAT(copies(), UnorderedElementsAre(version + "CAME=later\n"));
-    fs::remove_all(own.parent_path());
-    store.save();
-    EXPECT_EQ(readFile(own), saved + "A=X\n");
+    store.m_fileName = path;
+    Texts kept;
+    for (const char step : GetParam().expected)
+    {
+        const std::string old = readFile(path);
+        if (step == 'n')
+            store.load();
+        else if (step == 'v')
+            store.rememberLoaded();
+        else if (step == 'o')
+            writeFile(path, old + "BY=script\n");
+        else if (step == 'r')
+            fs::remove_all(path.parent_path());
+        else if (step == 'c')
+            ++store.m_serialProperties[1].baudRate;
+        else if (step != 'w')
+        {
+            store.setData({{"en\ntry", "NEW"}});
+            store.save();
+            if (step == 'S')
+                kept.push_back(old);
+            EXPECT_THAT(copies(), ::testing::UnorderedElementsAreArray(kept));
+            EXPECT_THAT(readFile(path), ::testing::EndsWith("NEW=en try\n"));
+        }
+    }
 }

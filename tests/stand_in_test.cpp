@@ -4,17 +4,18 @@
 // Runs on the stand-in libkyvisa.so itself.
 
 #include "World.h"
+#include "stand-in/NetworkServices.h"
 #include "stand-in/ResourceExpression.h"
 #include "stand-in/ResourceName.h"
 #include "stand-in/UsbInstruments.h"
 #include "visa/visa.h"
 
+#include <QByteArrayList>
 #include <QStringList>
 
 #include <array>
 #include <atomic>
 #include <functional>
-#include <iterator>
 #include <map>
 #include <sstream>
 #include <thread>
@@ -68,10 +69,71 @@ std::string answer(const std::string& line)
     return result.str();
 }
 
-std::vector<std::string> words(const char* text)
+std::string parse(const std::string& name)
 {
-    std::istringstream stream(text);
-    return {std::istream_iterator<std::string>(stream), {}};
+    const std::optional<standin::ParsedResource> parsed = standin::parseResourceName(name);
+    return parsed ? std::to_string(parsed->interfaceType) + " " + std::to_string(parsed->interfaceNumber) + " " +
+                        parsed->resourceClass + " " + parsed->expandedName
+                  : "-";
+}
+
+using Names = std::vector<std::string>;
+
+Names usbNames(const std::vector<QStringList>& rows)
+{
+    std::vector<standin::UsbInstrument> instruments;
+    for (const QStringList& row : rows)
+    {
+        instruments.push_back({row[0].toStdString(), row[1].toStdString(), row[2].toStdString(), {}});
+        for (const QString& number : row[3].split('+'))
+            instruments.back().interfaces.insert(number.toULong());
+    }
+    return standin::usbResourceNames(instruments);
+}
+
+Names serviceNames(const std::vector<QStringList>& rows)
+{
+    standin::NetworkServices services;
+    for (const QStringList& row : rows)
+    {
+        const standin::Announcement announcement = {row[1].toInt(), row[2].toInt(), row[3].toStdString(),
+                                                    row[4].toStdString(), "local"};
+        if (row[0] == "+")
+            services.add(announcement, {row[5] == "1", row[6].toStdString(), row[7].toStdString(), row[8].toUShort()});
+        else
+            services.remove(announcement);
+    }
+    return services.resources();
+}
+
+/// What a pure function returns for each of the words behind its name, or for all of them. "%" begins a byte in hex.
+std::string tableRow(const std::string& line)
+{
+    Names words;
+    std::vector<QStringList> rows;
+    for (const QByteArray& word : QByteArray::fromStdString(line).split(' '))
+    {
+        words.push_back(QByteArray::fromPercentEncoding(word).toStdString());
+        rows.push_back(QString(word).split('/'));
+    }
+    const std::string function = words[0];
+    rows.erase(rows.begin());
+    words.erase(words.begin());
+    Names results = function == "UsbNames" ? usbNames(rows) : function == "Services" ? serviceNames(rows) : Names();
+    for (const std::string& word : words)
+    {
+        if (function == "Matches" && word.data() != words[0].data() &&
+            standin::ResourceExpression(words[0]).matches(word))
+            results.push_back(word);
+        if (function == "IsExpression")
+            results.push_back(std::to_string(standin::ResourceExpression(word).isValid()));
+        if (function == "Parse" || function == "SerialNumber")
+            results.push_back(function == "Parse" ? parse(word) : standin::serialNumberField(word));
+    }
+    QByteArrayList texts;
+    for (const std::string& result : results)
+        texts << QByteArray::fromStdString(result).toPercentEncoding("!\"#$&'()*+,/:;<=>?@[\\]^`{|} ");
+    return texts.join(' ').toStdString();
 }
 
 std::atomic<ViSession> shared = VI_NULL;
@@ -100,13 +162,10 @@ void useEverything()
     }
 }
 
-} // namespace
-
-/// Each line of the file is a call and, behind "->", its answer, or "conf" and lines of visa.conf with "; " between
-/// them.
-TEST(StandIn, AnswersCalls)
+/// Each line of a file is a call and, behind "->", its answer, or "conf" and lines of visa.conf with "; " between them.
+void expectAnswers(const char* file, std::string (*answers)(const std::string& call))
 {
-    const std::string expected = readFile(std::getenv("CALLS"));
+    const std::string expected = readFile(file);
     std::istringstream lines(expected);
     std::string transcript;
     for (std::string line; std::getline(lines, line);)
@@ -117,11 +176,24 @@ TEST(StandIn, AnswersCalls)
         if (!isConfiguration && !line.empty() && line.front() != '#')
         {
             const std::string call = line.substr(0, line.find(" -> "));
-            line = call + " -> " + answer(call);
+            line = call + " -> " + answers(call);
         }
         transcript += line + "\n";
     }
     EXPECT_EQ(transcript, expected);
+}
+
+} // namespace
+
+TEST(StandIn, AnswersCalls)
+{
+    expectAnswers(std::getenv("CALLS"), answer);
+}
+
+TEST(StandIn, AgreesWithItsTables)
+{
+    expectAnswers(TABLES, tableRow);
+    EXPECT_EQ(standin::serialNumberField(std::string(129, 'x')), std::string(128, 'x'));
 }
 
 TEST(StandIn, RefusesNullAndTooLong)
@@ -143,143 +215,6 @@ TEST(StandIn, RefusesNullAndTooLong)
         const std::string name = "TCPIP::" + std::string(length, 'h');
         EXPECT_EQ(viParseRsrc(session, name.c_str(), nullptr, nullptr),
                   length == 233 ? VI_SUCCESS : VI_ERROR_INV_RSRC_NAME);
-    }
-}
-
-TEST(StandInTables, Expressions)
-{
-    // An expression, what it matches and what not.
-    const char* const cases[][3] = {
-        {"?*", "ASRL1::INSTR \xE9", ""},
-        {"ASRL?*", "ASRL1::INSTR asrl1", "XASRL1 SRL1"},
-        {"?*INSTR", "ASRL1::INSTR INSTR", "ASRL1::INSTRX"},
-        {"A?C", "ABC A?C", "AC ABBC"},
-        {"A.C", "A.C", "ABC"},
-        {"A\\?C", "A?C", "ABC A\\?C"},
-        {"A[\\]]C", "A]C", "A\\]C"},
-        {"A[13]C", "A1C A3C", "A2C AC A13C"},
-        {"A[^13]C", "A2C", "A1C A3C"},
-        {"A[2-4]C", "A3C", "A1C A-C A5C"},
-        {"A[.]C", "A.C", "ABC"},
-        {"A[1^]C", "A1C A^C", "A2C"},
-        {"AB*C", "AC ABBC", "ADC"},
-        {"AB+C", "ABC ABBC", "AC"},
-        {"A(12|3)+C", "A12C A312C", "AC A1C"},
-        {"ab|CD", "AB cd", "ABD ACD"},
-        {"A$^C", "A$^C", "AC"},
-    };
-    for (const auto& [expression, matching, others] : cases)
-    {
-        const standin::ResourceExpression wanted(expression);
-        for (const std::string& name : words(matching))
-            EXPECT_TRUE(wanted.isValid() && wanted.matches(name)) << expression << " " << name;
-        for (const std::string& name : words(others))
-            EXPECT_FALSE(wanted.matches(name)) << expression << " " << name;
-    }
-    for (const char* malformed : {"*", "A**", "A[", "A]", "(A", "A)", "A\\", "A?*{VI_ATTR}", "A}", "A[3-1]"})
-        EXPECT_FALSE(standin::ResourceExpression(malformed).isValid()) << malformed;
-}
-
-TEST(StandInTables, Names)
-{
-    // A name, and its type, board, class and expansion; empty where it is none.
-    const std::pair<const char*, const char*> cases[] = {
-        {"asrl12::instr", "4 12 INSTR ASRL12::INSTR"},
-        {"ASRL", "4 0 INSTR ASRL0::INSTR"},
-        {"ASRL65535", "4 65535 INSTR ASRL65535::INSTR"},
-        {"gpib::5", "1 0 INSTR GPIB0::5::INSTR"},
-        {"GPIB2::0::INSTR", "1 2 INSTR GPIB2::0::INSTR"},
-        {"GPIB0::30::30::INSTR", "1 0 INSTR GPIB0::30::30::INSTR"},
-        {"TCPIP::192.168.1.20::INSTR", "6 0 INSTR TCPIP0::192.168.1.20::inst0::INSTR"},
-        {"TCPIP0::scope::inst1", "6 0 INSTR TCPIP0::scope::inst1::INSTR"},
-        {"TCPIP0::gateway::gpib0,5::INSTR", "6 0 INSTR TCPIP0::gateway::gpib0,5::INSTR"},
-        {"tcpip2::Scope::hislip0,65535", "6 2 INSTR TCPIP2::Scope::hislip0,65535::INSTR"},
-        {"TCPIP0::[fe80::1%eth0]::hislip0::INSTR", "6 0 INSTR TCPIP0::[fe80::1%eth0]::hislip0::INSTR"},
-        {"TCPIP::[FD00::1]", "6 0 INSTR TCPIP0::[FD00::1]::inst0::INSTR"},
-        {"TCPIP::h::5025::socket", "6 0 SOCKET TCPIP0::h::5025::SOCKET"},
-        {"TCPIP::h::65535::SOCKET", "6 0 SOCKET TCPIP0::h::65535::SOCKET"},
-        {"usb0::0x1ab1::0x588::a-1", "7 0 INSTR USB0::0x1ab1::0x588::a-1::INSTR"},
-        {"USB::65535::0::DS1::1::INSTR", "7 0 INSTR USB0::65535::0::DS1::1::INSTR"},
-    };
-    for (const auto& [name, expected] : cases)
-    {
-        const auto parsed = standin::parseResourceName(name);
-        ASSERT_TRUE(parsed) << name;
-        std::ostringstream text;
-        text << parsed->interfaceType << ' ' << parsed->interfaceNumber << ' ' << parsed->resourceClass << ' '
-             << parsed->expandedName;
-        EXPECT_EQ(text.str(), expected) << name;
-    }
-    for (const char* name : {"",
-                             "SCOPE",
-                             "ASRL65536",
-                             "ASRL1::INSTRX",
-                             "ASRL1::SOCKET",
-                             "XASRL1",
-                             "GPIB0::INSTR",
-                             "GPIB0::31::INSTR",
-                             "GPIB0::1::31",
-                             "GPIB0::1::2::3",
-                             "GPIB0::1::SOCKET",
-                             "TCPIP::",
-                             "TCPIP0::::inst0::INSTR",
-                             "TCPIP0::INSTR",
-                             "TCPIP::socket",
-                             "TCPIP0::scope::SOCKET",
-                             "TCPIP::h::0::SOCKET",
-                             "TCPIP::h::65536::SOCKET",
-                             "TCPIP::h::5025",
-                             "TCPIP::::5025::SOCKET",
-                             "TCPIP::h::hislip0,0",
-                             "TCPIP::h::hislip0,65536::INSTR",
-                             "TCPIP::a b::INSTR",
-                             "TCPIP::fe80::1::INSTR",
-                             "TCPIP::[scope]",
-                             "TCPIP::[]",
-                             "TCPIP::[fe80::1%]",
-                             "TCPIP65536::h::INSTR",
-                             "USB0::65536::1::DS1",
-                             "USB0::1::65536::DS1",
-                             "USB0::0x12345::1::DS1",
-                             "USB0::0x1AB1::0x0588::::INSTR",
-                             "USB0::0x1AB1::0x0588::INSTR::",
-                             "KYIB::scope"})
-        EXPECT_FALSE(standin::parseResourceName(name)) << name;
-}
-
-TEST(StandInTables, SerialNumberFields)
-{
-    const std::pair<std::string, std::string> cases[] = {
-        {"DS1-a.b_9zZ", "DS1-a.b_9zZ"},
-        {" \t\r\nA B\n ", "A_B"},
-        {" \t ", ""},
-        {"", ""},
-        {"A::B=#*\xC3\xA4", "A__B_____"},
-        {std::string("A\0B", 3), "A_B"},
-        {std::string(129, 'x'), std::string(128, 'x')},
-    };
-    for (const auto& [serialNumber, field] : cases)
-        EXPECT_EQ(standin::serialNumberField(serialNumber), field) << serialNumber;
-}
-
-TEST(StandInTables, UsbNames)
-{
-    using Devices = std::vector<standin::UsbInstrument>;
-    const std::pair<Devices, std::string> cases[] = {
-        {{{"M::", "S", "P1", {0}}}, "M::S::INSTR"},
-        {{{"M::", "", "P1", {3}}}, "M::P1::INSTR"},
-        {{{"M::", "S", "P1", {2, 10}}}, "M::S::10::INSTR M::S::2::INSTR"},
-        {{{"N::", "S", "P1", {0}}, {"M::", "S", "P2", {0}}}, "M::S::INSTR N::S::INSTR"},
-        {{{"M::", "S", "P1", {0}}, {"M::", "S", "P2", {0}}}, "M::S-P1::INSTR M::S-P2::INSTR"},
-        {{{"M::", "S-P2", "P1", {0}}, {"M::", "S", "P2", {0}}, {"M::", "S", "P3", {0}}},
-         "M::S-P2-P2::INSTR M::S-P2::INSTR M::S-P3::INSTR"},
-    };
-    for (const auto& [devices, expected] : cases)
-    {
-        QStringList names;
-        for (const std::string& name : standin::usbResourceNames(devices))
-            names << QString::fromStdString(name);
-        EXPECT_EQ(names.join(' ').toStdString(), expected);
     }
 }
 
