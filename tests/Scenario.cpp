@@ -8,16 +8,19 @@
 #include <QAccessible>
 #include <QApplication>
 #include <QComboBox>
+#include <QContextMenuEvent>
 #include <QDeadlineTimer>
+#include <QDir>
 #include <QHeaderView>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QLineEdit>
 #include <QMenu>
-#include <QMessageBox>
+#include <QRegularExpression>
 #include <QTableView>
 #include <QTest>
 #include <QTimer>
+#include <QToolBar>
 #include <QWindow>
 
 #include <functional>
@@ -27,13 +30,36 @@ namespace
 {
 
 constexpr int waitAtMost = 30000; // milliseconds
+const char* const settingsFile = "../Kyvane&Yollet/KyVisaConfigure.conf";
 
 std::unique_ptr<gui::MainWindow> mainWindow;
+bool waitsForSearch = false;
+
+using Words = const QStringList&;
 
 void require(bool holds, const QString& message)
 {
     if (!holds)
         throw std::runtime_error(message.toStdString());
+}
+
+const QString& word(Words words, int index)
+{
+    require(index < words.size(), words[0] + " needs more words");
+    return words[index];
+}
+
+int number(Words words, int index)
+{
+    bool isNumber = false;
+    const int result = word(words, index).toInt(&isNumber);
+    require(isNumber, words[index] + " is no number");
+    return result;
+}
+
+QString rest(Words words, int from)
+{
+    return words.mid(from).join(' ');
 }
 
 QString unescaped(const QString& text)
@@ -43,22 +69,14 @@ QString unescaped(const QString& text)
     return array.at(0).toString();
 }
 
-int number(const QString& text)
+QString inOneLine(const std::filesystem::path& file)
 {
-    bool isNumber = false;
-    const int result = text.toInt(&isNumber);
-    require(isNumber, text + " is no number");
-    return result;
+    return QString::fromLatin1(readFile(file).c_str()).replace('\n', "; ").trimmed();
 }
 
-QString inOneLine(const std::string& bytes)
+std::string bytes(Words words)
 {
-    return QString::fromLatin1(bytes.c_str()).replace('\n', "; ").trimmed();
-}
-
-std::string bytesFrom(const QStringList& words)
-{
-    return words.mid(1).join(' ').toLatin1().toStdString();
+    return rest(words, 1).toLatin1().toStdString();
 }
 
 QWidget& form()
@@ -68,22 +86,18 @@ QWidget& form()
     return dialog != nullptr ? *dialog : *mainWindow;
 }
 
+/// By the name of the object, by the text of the button, or "focus".
 template <typename Object = QWidget>
 Object& named(const QString& name)
 {
-    auto* object = form().findChild<Object*>(name);
-    require(object != nullptr, form().windowTitle() + " has no " + Object::staticMetaObject.className() + ' ' + name);
-    return *object;
-}
-
-QAbstractButton& button(const QString& name)
-{
-    for (auto* each : form().findChildren<QAbstractButton*>())
+    if (auto* focused = qobject_cast<Object*>(form().focusWidget()); name == "focus" && focused != nullptr)
+        return *focused;
+    for (auto* each : form().findChildren<Object*>())
     {
-        if (each->text().remove('&') == name)
+        if (each->objectName() == name || each->property("text").toString().remove('&') == name)
             return *each;
     }
-    return named<QAbstractButton>(name);
+    throw std::runtime_error((form().windowTitle() + " has no " + name).toStdString());
 }
 
 /// The rows that the view knows of, each with its columns.
@@ -94,36 +108,52 @@ QString shownRows(const QAbstractItemView& view)
     for (int row = 0; row < (table != nullptr ? table->verticalHeader()->count() : view.model()->rowCount()); ++row)
     {
         const QModelIndex first = view.model()->index(row, 0);
-        const QString text = first.data().toString() + (table != nullptr ? "=" : "") +
-                             (table != nullptr ? first.siblingAtColumn(1).data().toString() : "");
+        QString text = first.data().toString();
+        if (table != nullptr)
+            text += "=" + first.siblingAtColumn(1).data().toString();
         rows += view.selectionModel()->isSelected(first) ? "(" + text + ")" : text;
     }
-    return rows.join(' ');
+    const bool isCut = table != nullptr && view.sizeHintForColumn(0) > table->columnWidth(0);
+    return rows.join(' ') + (isCut ? " cut" : "");
+}
+
+/// The name of the file with the same pixels.
+QString fileOf(const QIcon& icon)
+{
+    for (const QString& file : QDir(":/icons").entryList())
+    {
+        if (QIcon(":/icons/" + file).pixmap(24).toImage() == icon.pixmap(24).toImage())
+            return file;
+    }
+    return {};
+}
+
+QString shownActions(const QList<QAction*>& actions, bool isMenu)
+{
+    QStringList entries;
+    for (const QAction* action : actions)
+        entries += action->isSeparator() ? "|"
+                   : isMenu              ? action->text()
+                                         : action->toolTip() + ": " + fileOf(action->icon());
+    return entries.join(", ");
 }
 
 QString shown(const QWidget& widget)
 {
+    if (const auto* bar = qobject_cast<const QToolBar*>(&widget))
+        return shownActions(bar->actions(), false);
     if (const auto* view = qobject_cast<const QAbstractItemView*>(&widget))
         return shownRows(*view);
     if (const auto* box = qobject_cast<const QComboBox*>(&widget))
         return QString("%1 of %2 from %3").arg(box->currentText()).arg(box->count()).arg(box->itemText(0)).trimmed();
-    if (const auto* message = qobject_cast<const QMessageBox*>(&widget))
-        return message->windowTitle() + ": " + message->text();
     if (widget.isWindow())
-        return QString::asprintf("%s %dx%d at %d,%d%s", qPrintable(widget.windowTitle()), widget.width(),
-                                 widget.height(), widget.x(), widget.y(), widget.isMaximized() ? " maximised" : "");
+        return QString::asprintf("%s %dx%d at %d,%d%s%s", qPrintable(widget.windowTitle()), widget.width(),
+                                 widget.height(), widget.x(), widget.y(), widget.isMaximized() ? " maximised" : "",
+                                 widget.windowFlags().testFlag(Qt::WindowContextHelpButtonHint) ? " with help" : "");
     return widget.property(widget.inherits("QTabWidget") ? "currentIndex" : "text").toString();
 }
 
-QString shownByName(const QStringList& words)
-{
-    QStringList texts;
-    for (const QString& name : words.mid(1))
-        texts += shown(named(name));
-    return texts.isEmpty() ? shown(form()) : texts.join(" | ");
-}
-
-QString namesWith(const char* property, const QStringList& words)
+QString namesWith(const char* property, Words words)
 {
     QStringList names;
     for (const QString& name : words.mid(1))
@@ -131,35 +161,29 @@ QString namesWith(const char* property, const QStringList& words)
     return names.join(' ');
 }
 
-/// Goes round once by Tab. Returns the controls that have no name of their own, and those that
-/// Tab does not reach or reaches twice.
+/// Goes round once by Tab. Returns the controls that have no name of their own, and those that Tab does not reach.
 QString keyboardFaults()
 {
     QStringList faults;
-    QMap<QWidget*, int> reached;
+    QSet<QWidget*> missed;
     for (auto* each : form().findChildren<QWidget*>())
     {
         if (!each->isVisible() || !each->isEnabled() || each->focusPolicy() == Qt::NoFocus || each->focusProxy())
             continue;
-        reached.insert(each, 0);
-        const QWidget* group = each->parentWidget();
+        missed += each;
+        const QVariant group = each->parentWidget()->property("title");
         const QString name = QAccessible::queryAccessibleInterface(each)->text(QAccessible::Name);
-        if (name.isEmpty() || name == "..." || (name == group->property("title") && each->accessibleName().isEmpty()))
+        if (name.isEmpty() || name == "..." || (name == group && each->accessibleName().isEmpty()))
             faults += "no name: " + each->objectName();
     }
-    // Waiting for the window would run the next line.
-    QTest::keyClick(form().focusWidget() != nullptr ? form().focusWidget() : &form(), Qt::Key_Tab);
-    for (int presses = reached.size(); presses > 0; --presses)
+    // Where it reaches one of them twice, it does not reach another.
+    for (int presses = missed.size(); presses > 0; --presses)
     {
-        require(form().focusWidget() != nullptr, "nothing has the focus");
-        ++reached[form().focusWidget()];
-        QTest::keyClick(form().focusWidget(), Qt::Key_Tab);
+        QTest::keyClick(form().focusWidget() != nullptr ? form().focusWidget() : &form(), Qt::Key_Tab);
+        missed -= form().focusWidget();
     }
-    for (auto each = reached.cbegin(); each != reached.cend(); ++each)
-    {
-        if (each.value() != 1)
-            faults += QString::number(each.value()) + " times: " + each.key()->objectName();
-    }
+    for (const QWidget* each : missed)
+        faults += "not reached: " + each->objectName();
     return faults.join("; ");
 }
 
@@ -172,40 +196,27 @@ void choose(QWidget& widget, int index)
         index < 0 ? view->clearSelection() : view->setCurrentIndex(view->model()->index(index, 0));
 }
 
-void type(QLineEdit& edit, const QString& text)
+void type(Words words)
 {
-    edit.selectAll();
-    QTest::keyClick(&edit, Qt::Key_Delete);
-    QTest::keyClick(&edit, Qt::Key_Home);
-    QTest::keyClicks(&edit, text);
+    named<QLineEdit>(word(words, 1)).clear();
+    QTest::keyClicks(&named(words[1]), rest(words, 2));
 }
 
-QLineEdit& openEditor(const QStringList& words)
+void edit(Words words)
 {
     auto& view = named<QTableView>("resourceView");
-    view.edit(view.model()->index(number(words[1]), number(words[2])));
-    const auto editors = view.viewport()->findChildren<QLineEdit*>();
-    require(!editors.isEmpty(), "the cell has no editor");
-    // Editors that were closed just now may still be there.
-    return *editors.last();
+    view.edit(view.model()->index(number(words, 1), number(words, 2)));
 }
 
-QLineEdit& editCell(const QStringList& words)
+void editCell(Words words)
 {
-    QLineEdit& editor = openEditor(words);
-    editor.setText(words.mid(3).join(' '));
-    return editor;
+    edit(words);
+    auto& editor = named<QLineEdit>("focus");
+    editor.setText(rest(words, 3));
+    QTest::keyClick(&editor, Qt::Key_Return);
 }
 
-QString textOfEditor(const QStringList& words)
-{
-    QLineEdit& editor = openEditor(words);
-    const QString text = editor.text();
-    QTest::keyClick(&editor, Qt::Key_Escape);
-    return text;
-}
-
-void doubleClick(QAbstractItemView& list, int row)
+void doubleClick(const QAbstractItemView& list, int row)
 {
     const QPoint place = list.visualRect(list.model()->index(row, 0)).center();
     QTest::mouseClick(list.viewport(), Qt::LeftButton, Qt::NoModifier, place);
@@ -222,220 +233,196 @@ void click(int y)
 
 QString contextMenu(QAbstractItemView& view, int y)
 {
-    emit view.customContextMenuRequested(QPoint(1, y < 0 ? view.viewport()->height() + y : y));
+    QContextMenuEvent event(QContextMenuEvent::Mouse, QPoint(1, y < 0 ? view.viewport()->height() + y : y));
+    QCoreApplication::sendEvent(view.viewport(), &event);
     auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
     require(menu != nullptr, "there is no menu");
-    QStringList entries;
-    for (const QAction* action : menu->actions())
-        entries += action->isSeparator() ? "|" : action->text() + ",";
     menu->close();
-    return entries.join(' ');
-}
-
-bool isWaiting = false;
-
-/// Processes events; the next line of the scenario waits as well.
-void waitUntil(const std::function<bool()>& isReached, const char* failure)
-{
-    isWaiting = true;
-    const bool reached = QTest::qWaitFor(isReached, waitAtMost);
-    isWaiting = false;
-    require(reached, failure);
+    return shownActions(menu->actions(), true);
 }
 
 /// The first key goes to the widget, which gets the focus, and each later one to what has the focus by then.
-void pressKeys(const QStringList& words)
+void pressKeys(Words words)
 {
-    form().activateWindow();
-    waitUntil([] { return form().isActiveWindow(); }, "the window does not become active");
-    named(words[1]).setFocus();
+    named(word(words, 1)).setFocus();
     for (const QString& key : words.mid(2))
         QTest::keyClick(form().focusWidget(), Qt::Key(QKeySequence(key)[0]));
 }
 
-void waitForSearch()
+void start()
 {
-    const auto hasEnded = [] { return readFile(World::callLog()).find("viClose") != std::string::npos; };
-    waitUntil(hasEnded, "no search has ended");
+    require(mainWindow == nullptr, "there is a window already");
+    std::filesystem::remove("log");
+    mainWindow = std::make_unique<gui::MainWindow>();
+    mainWindow->show();
 }
 
-using Words = const QStringList&;
-
-struct Command
+QString takeCalls()
 {
-    const char* arguments; ///< their names; those in brackets may be left out
-    std::function<void(Words)> act;
-    std::function<QString(Words)> answer = nullptr; ///< instead of `act`, where the line is a check
+    const QString calls = inOneLine("log");
+    std::filesystem::remove("log");
+    return calls;
+}
+
+const std::map<QString, std::function<void(Words)>> commands = {
+    {"conf", [](Words words) { writeConfiguration(bytes(words)); }},
+    {"visa", [](Words words) { writeFile("script", bytes(words)); }},
+    {"store", [](Words words) { writeFile(settingsFile, bytes(words)); }},
+    {"start", [](Words) { start(); }},
+    {"searched", [](Words) { waitsForSearch = true; }},
+    {"maximise", [](Words) { form().showMaximized(); }},
+    {"stop", [](Words) { form().close() ? mainWindow.reset() : void(); }},
+    {"move", [](Words words) { form().move(number(words, 1), number(words, 2)); }},
+    {"do", [](Words words) { named<QAction>(word(words, 1)).trigger(); }},
+    {"press", [](Words words) { named<QAbstractButton>(word(words, 1)).click(); }},
+    {"set", [](Words words) { named<QLineEdit>(word(words, 1)).setText(rest(words, 2)); }},
+    {"type", type},
+    {"keys", pressKeys},
+    {"choose", [](Words words) { choose(named(word(words, 1)), number(words, 2)); }},
+    {"edit", edit},
+    {"cell", editCell},
+    {"double", [](Words words) { doubleClick(named<QAbstractItemView>(word(words, 1)), number(words, 2)); }},
+    {"click", [](Words words) { click(number(words, 1)); }},
 };
 
-const std::map<QString, Command> commands = {
-    {"conf", {"[LINES]", [](Words words) { writeConfiguration(bytesFrom(words)); }}},
-    {"forget", {"", [](Words) { takeVisaCalls(); }}},
-    {"visa", {"LINES", [](Words words) { scriptVisa(bytesFrom(words)); }}},
-    {"store", {"LINES", [](Words words) { writeFile(World::settingsFile(), bytesFrom(words)); }}},
-    {"start", {"", [](Words) { (mainWindow = std::make_unique<gui::MainWindow>())->show(); }}},
-    {"searched", {"", [](Words) { waitForSearch(); }}},
-    {"maximise", {"", [](Words) { form().showMaximized(); }}},
-    {"stop", {"", [](Words) { form().close() ? mainWindow.reset() : void(); }}},
-    {"move", {"X Y", [](Words words) { form().move(number(words[1]), number(words[2])); }}},
-    {"remove", {"ROW", [](Words words) { named<QTableView>("resourceView").model()->removeRow(number(words[1])); }}},
-    {"dismiss", {"", [](Words) { dynamic_cast<QDialog&>(form()).done(0); }}},
-    {"do", {"ACTION", [](Words words) { named<QAction>(words[1]).trigger(); }}},
-    {"press", {"BUTTON", [](Words words) { button(words[1]).click(); }}},
-    {"set", {"EDIT [TEXT]", [](Words words) { named<QLineEdit>(words[1]).setText(words.mid(2).join(' ')); }}},
-    {"type", {"EDIT [TEXT]", [](Words words) { type(named<QLineEdit>(words[1]), words.mid(2).join(' ')); }}},
-    {"keys", {"WIDGET KEY...", pressKeys}},
-    {"choose", {"WIDGET INDEX", [](Words words) { choose(named(words[1]), number(words[2])); }}},
-    {"cell", {"ROW COLUMN [TEXT]", [](Words words) { QTest::keyClick(&editCell(words), Qt::Key_Return); }}},
-    {"leaveOpen", {"ROW COLUMN [TEXT]", [](Words words) { editCell(words); }}},
-    {"double", {"LIST ROW", [](Words words) { doubleClick(named<QAbstractItemView>(words[1]), number(words[2])); }}},
-    {"click", {"Y", [](Words words) { click(number(words[1])); }}},
-    {"settings", {"", nullptr, [](Words) { return inOneLine(readFile(World::settingsFile())); }}},
-    {"calls", {"", nullptr, [](Words) { return inOneLine(takeVisaCalls()); }}},
-    {"saved", {"", nullptr, [](Words) { return inOneLine(readFile(World::configurationFile())); }}},
-    {"editor", {"ROW COLUMN", nullptr, textOfEditor}},
-    {"menu",
-     {"VIEW Y", nullptr,
-      [](Words words) { return contextMenu(named<QAbstractItemView>(words[1]), number(words[2])); }}},
-    {"show", {"[WIDGET...]", nullptr, shownByName}},
-    {"keyboard", {"", nullptr, [](Words) { return keyboardFaults(); }}},
-    {"visible", {"NAME...", nullptr, [](Words words) { return namesWith("visible", words); }}},
-    {"enabled", {"NAME...", nullptr, [](Words words) { return namesWith("enabled", words); }}},
+QString shownByName(Words words);
+
+const std::map<QString, std::function<QString(Words)>> questions = {
+    {"settings", [](Words) { return inOneLine(settingsFile); }},
+    {"saved", [](Words) { return inOneLine(World::configurationFile()); }},
+    {"title", [](Words) { return form().windowTitle(); }},
+    {"calls", [](Words) { return takeCalls(); }},
+    {"callsAfterFind", [](Words) { return takeCalls().section(QRegExp("viFindRsrc[^;]*; "), -1); }},
+    {"menu", [](Words words) { return contextMenu(named<QAbstractItemView>(word(words, 1)), number(words, 2)); }},
+    {"visible", [](Words words) { return namesWith("visible", words); }},
+    {"enabled", [](Words words) { return namesWith("enabled", words); }},
+    {"keyboard", [](Words) { return keyboardFaults(); }},
+    {"show", shownByName},
 };
+
+template <typename Map>
+const auto& found(const Map& map, const char* kind, const QString& name)
+{
+    require(map.count(name) != 0, QString("there is no %1 %2").arg(kind, name));
+    return map.at(name);
+}
+
+QString answer(Words words)
+{
+    const QString text = found(questions, "check", words[0])(words);
+    return text.isEmpty() ? "nothing" : text;
+}
+
+QString shownByName(Words words)
+{
+    QStringList texts;
+    for (const QString& name : words.mid(1))
+        texts += questions.count(name) != 0 ? answer({name}) : shown(named(name));
+    return texts.isEmpty() ? shown(form()) : texts.replaceInStrings(QRegExp("^$"), "nothing").join(" | ");
+}
+
+/// Whether the next step may come: the window that it goes to is active and does not wait.
+bool isReady()
+{
+    waitsForSearch = waitsForSearch && readFile("log").find("viClose") == std::string::npos;
+    if (waitsForSearch || (mainWindow == nullptr && QApplication::activeModalWidget() == nullptr))
+        return !waitsForSearch;
+    if (!form().isActiveWindow())
+        form().activateWindow();
+    return form().isActiveWindow() && form().cursor().shape() != Qt::WaitCursor;
+}
 
 /// A test written as text; README.md in the folder of the scenarios explains it.
 class Scenario : public QObject
 {
 public:
-    explicit Scenario(const std::filesystem::path& file)
-        : m_file(file), m_lines(QString::fromStdString(readFile(file)).split('\n'))
+    explicit Scenario(const QString& file) : m_file(file.toStdString())
     {
+        for (int line = 0; line < m_lines.size(); ++line)
+        {
+            const QString& text = m_lines[line];
+            const QRegularExpression separator(text.contains(" -> ") ? "; (?=.* -> )" : "; ");
+            for (const QString& step : text.isEmpty() || text[0] == '#' ? QStringList() : text.split(separator))
+                m_steps.emplace_back(line, step);
+        }
     }
 
-    /// Runs the lines up to the first one that fails, which fails the GoogleTest case.
-    void run();
+    /// Runs the steps up to the first one that fails, which fails the GoogleTest case.
+    void run()
+    {
+        step();
+        while (!m_ended)
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        mainWindow.reset();
+    }
 
 private:
-    void step();
-    void end();
-    void runLine(int lineNumber);
-    /// Returns why the line fails, or an empty text.
-    [[nodiscard]] static QString failureOf(const QString& line);
-    void fail(int lineNumber, const QString& reason);
+    void step()
+    {
+        if (m_failed || m_begun == m_steps.size())
+            return end();
+        // A step that opens a dialog returns when the dialog is closed: those in between run in the dialog's own loop.
+        QTimer::singleShot(1, this, &Scenario::step);
+        if (isReady())
+            runNext();
+        else if (m_deadline.hasExpired())
+            fail("the step after this line has no window that is ready");
+    }
 
-    const std::filesystem::path m_file;
-    const QStringList m_lines;
-    int m_begun = 0;
+    void end()
+    {
+        m_ended = true;
+        if (const QWidget* open = QApplication::activeModalWidget())
+            fail("this window is still open: " + open->windowTitle());
+        while (QApplication::activeModalWidget() != nullptr && QApplication::activeModalWidget()->close())
+            continue;
+    }
+
+    void runNext()
+    {
+        const QString text = m_steps[m_begun++].second;
+        m_deadline.setRemainingTime(waitAtMost);
+        try
+        {
+            const QStringList words = unescaped(text.section(" -> ", 0, 0)).split(' ');
+            const QString expected = text.section(" -> ", 1);
+            const QString actual = expected.isEmpty() ? QString() : answer(words);
+            require(actual == expected, "expected: " + expected + "\nactual:   " + actual);
+            if (expected.isEmpty())
+                found(commands, "command", words[0])(words);
+        }
+        catch (const std::exception& failure)
+        {
+            fail(failure.what());
+        }
+    }
+
+    void fail(const QString& reason)
+    {
+        constexpr int linesBefore = 3;
+        const int last = m_steps[m_begun - 1].first;
+        QString text;
+        for (int each = std::max(last - linesBefore, 0); each <= last; ++each)
+            text += QString("%1  %2\n").arg(each + 1, 5).arg(m_lines[each]);
+        if (!m_failed)
+            ADD_FAILURE_AT(m_file.c_str(), last + 1) << text.toStdString() << reason.toStdString();
+        m_failed = true;
+    }
+
+    const std::string m_file;
+    const QStringList m_lines = QString::fromStdString(readFile(m_file)).split('\n');
+    std::vector<std::pair<int, QString>> m_steps; ///< with the indexes of their lines
+    std::size_t m_begun = 0;
     bool m_failed = false;
     bool m_ended = false;
     QDeadlineTimer m_deadline{waitAtMost};
 };
 
-void Scenario::run()
-{
-    step();
-    while (!m_ended)
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    mainWindow.reset();
-}
-
-void Scenario::step()
-{
-    if (m_failed || m_begun == m_lines.size())
-    {
-        end();
-        return;
-    }
-    // A command that opens a dialog returns when the dialog is closed: those in between run in the dialog's own loop.
-    QTimer::singleShot(1, this, &Scenario::step);
-    const QWidget* dialog = QApplication::activeModalWidget();
-    if (!isWaiting && (dialog == nullptr || dialog->cursor().shape() != Qt::WaitCursor))
-        runLine(++m_begun);
-    else if (m_deadline.hasExpired())
-        fail(m_begun, "error: the dialog does not stop waiting");
-}
-
-void Scenario::end()
-{
-    m_ended = true;
-    const QWidget* open = QApplication::activeModalWidget();
-    if (open != nullptr && !m_failed)
-        fail(m_begun, "error: this window is still open: " + open->windowTitle());
-    while (QApplication::activeModalWidget() != nullptr && QApplication::activeModalWidget()->close())
-        continue;
-}
-
-void Scenario::runLine(int lineNumber)
-{
-    m_deadline.setRemainingTime(waitAtMost);
-    const QString& line = m_lines[lineNumber - 1];
-    QString failure;
-    try
-    {
-        failure = line.isEmpty() || line.startsWith('#') ? QString() : failureOf(line);
-    }
-    catch (const std::exception& error)
-    {
-        failure = QString("error: ") + error.what();
-    }
-    if (!failure.isEmpty() && !m_failed)
-        fail(lineNumber, failure);
-}
-
-QString Scenario::failureOf(const QString& line)
-{
-    const QString sign = " -> ";
-    const QStringList words = unescaped(line.section(sign, 0, 0)).split(' ');
-    const auto known = commands.find(words[0]);
-    require(known != commands.end(), "there is no command " + words[0]);
-    const auto& [arguments, act, answer] = known->second;
-    const QStringList names = QString(arguments).split(' ', Qt::SkipEmptyParts);
-    require(words.size() > names.size() - names.filter("[").size() && line.contains(sign) == (answer != nullptr),
-            "this is not " + words[0] + ' ' + arguments + (answer != nullptr ? " -> ANSWER" : ""));
-    if (answer == nullptr)
-    {
-        act(words);
-        return {};
-    }
-    const QString expected = line.section(sign, 1);
-    const QString text = answer(words);
-    const QString actual = text.isEmpty() ? "nothing" : text;
-    return actual == expected ? QString() : "expected: " + expected + "\nactual:   " + actual;
-}
-
-void Scenario::fail(int lineNumber, const QString& reason)
-{
-    constexpr int linesBefore = 3;
-    QString text;
-    for (int each = std::max(lineNumber - linesBefore, 1); each <= lineNumber; ++each)
-        text += QString("%1  %2\n").arg(each, 5).arg(m_lines[each - 1]);
-    ADD_FAILURE_AT(m_file.c_str(), lineNumber) << text.toStdString() << reason.toStdString();
-    m_failed = true;
-}
-
-const std::filesystem::path folder = qEnvironmentVariable("SCENARIOS", SCENARIOS).toStdString();
-
-std::vector<std::string> scenarios()
-{
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(folder))
-    {
-        if (entry.path().extension() == ".txt")
-            names.push_back(entry.path().stem().string());
-    }
-    return names;
-}
-
-class ScenarioFiles : public ::testing::TestWithParam<std::string>
-{
-};
-
 } // namespace
 
-TEST_P(ScenarioFiles, Runs)
+TEST(Scenario, Runs)
 {
-    Scenario(folder / (GetParam() + ".txt")).run();
+    const QString file = QCoreApplication::arguments().last();
+    ASSERT_NE(readFile(file.toStdString()), "") << file.toStdString();
+    Scenario(file).run();
 }
-
-INSTANTIATE_TEST_SUITE_P(, ScenarioFiles, ::testing::ValuesIn(scenarios()),
-                         [](const auto& name) { return name.param; });

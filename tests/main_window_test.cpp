@@ -2,38 +2,50 @@
 // SPDX-License-Identifier: MIT
 
 #include "World.h"
+#include "gui/ConfigurationModel.h"
 #include "gui/MainWindow.h"
 
-#include <QAction>
 #include <QHeaderView>
 #include <QLineEdit>
 #include <QStyledItemDelegate>
 #include <QTableView>
-#include <QToolBar>
 
-TEST(MainWindow, OffersItsActionsWithTipsAndIcons)
+using Model = ConfigurationModel;
+
+TEST(Model, LabelsItsColumnsAndSignalsItsRowsOneBeyondTheLast)
 {
-    using Button = std::pair<const char*, const char*>;
-    const std::vector<Button> buttons = {{"Add Resource", "Neu_transp4d09c92bc222a"},
-                                         {"Remove resource", "Minus"},
-                                         {"Edit", "Edit_trans4d09c5d42eda5"},
-                                         {"Find Resource", "Suchen_tra4d09cbe82cb7b"},
-                                         {"", ""},
-                                         {"Edit properties", "Einstellun4d09c60e647ef"},
-                                         {"", ""},
-                                         {"Save", "Speichern_4d09cb08d5fcd"},
-                                         {"Close", "Power_Off4e1edc2c60f47"}};
-    const gui::MainWindow window;
-    const QList<QAction*> actions = window.findChild<QToolBar*>()->actions();
-    ASSERT_EQ(static_cast<std::size_t>(actions.size()), buttons.size());
-    for (int each = 0; each < actions.size(); ++each)
-    {
-        const auto& [tip, icon] = buttons[static_cast<std::size_t>(each)];
-        const QImage image = QIcon(QString(":/icons/%1.ico").arg(icon)).pixmap(24).toImage();
-        EXPECT_EQ(actions[each]->toolTip(), tip);
-        EXPECT_EQ(actions[each]->isSeparator(), image.isNull()) << tip;
-        EXPECT_EQ(actions[each]->icon().pixmap(24).toImage(), image) << tip;
-    }
+    writeConfiguration("R\nS\n");
+    Model model(nullptr);
+    QStringList log;
+    const auto noted = [&log](const char* name) {
+        return [&log, name](auto, int first, int last) { log += QString("%1 %2-%3").arg(name).arg(first).arg(last); };
+    };
+    QObject::connect(&model, &Model::rowsAboutToBeRemoved, noted("removing"));
+    QObject::connect(&model, &Model::rowsRemoved, noted("removed"));
+    QObject::connect(&model, &Model::rowsInserted, noted("inserted"));
+    QObject::connect(&model, &Model::headerDataChanged, noted("header"));
+    QObject::connect(&model, &Model::dataChanged, [&](const QModelIndex& first, const QModelIndex& last) {
+        noted("data")(first, first.row() + first.column(), last.row() * 10 + last.column());
+    });
+    QObject::connect(&model, &Model::dirtyHasChanged, [&](bool isDirty) { log += isDirty ? "dirty" : "clean"; });
+    QObject::connect(&model, &Model::editCompleted, [&](const QString& text) { log += "edited " + text; });
+
+    EXPECT_EQ(model.headerData(0, Qt::Horizontal), "Resource identifier");
+    EXPECT_EQ(model.headerData(1, Qt::Horizontal), "Alias");
+    EXPECT_FALSE(model.headerData(0, Qt::Vertical).isValid());
+    EXPECT_FALSE(model.headerData(0, Qt::Horizontal, Qt::ToolTipRole).isValid());
+    EXPECT_TRUE(model.setData(model.index(0, 0), " R ", Qt::EditRole));
+    EXPECT_TRUE(model.setData(model.index(0, 0), "Q", Qt::DisplayRole));
+    model.add("T", "t");
+    EXPECT_FALSE(model.removeRows(2, 2));
+    EXPECT_TRUE(model.removeRows(0, 1));
+    model.setData(model.index(0, 1), "u", Qt::EditRole);
+    model.removeSelectedEntry();
+    model.setResource("X");
+    model.loaddata();
+    EXPECT_EQ(log.join(", "),
+              "edited R, dirty, data 0-32, header 0-3, removing 0-1, removed 0-1, data 0-22, header 0-2, "
+              "edited u, clean");
 }
 
 TEST(MainWindow, ShowsTheBeginningOfALongTextAndEditsAllOfIt)

@@ -1,18 +1,14 @@
 // SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
 // SPDX-License-Identifier: MIT
 
-// A libkyvisa.so that does what a script says and logs its calls.
-//
-// $KYVISA_SCRIPT names the script, which is read anew by every viOpenDefaultRM, and $KYVISA_LOG the log, to which
-// each call adds a line. The lines of the script:
+// A libkyvisa.so that does what a script says. Each call adds a line to the file "log" of the working directory, and
+// viOpenDefaultRM reads the file "script" there anew:
 //   resource NAME     there is such a resource; "ASRL?*" finds those that begin with ASRL, "?*" finds all
-//   open STATUS       what viOpenDefaultRM returns; it gives no session where that is not 0
+//   open STATUS       what viOpenDefaultRM returns; it provides no session where that is not 0
 //   find STATUS       what viFindRsrc returns where it finds anything
 //   count NUMBER      how many it says that it found
-//   nextNUMBER STATUS what the viFindNext of that number, from 1, returns; it then gives no description
-//   gate FILE         viFindRsrc waits until the file exists
-//   delay NUMBER      and so many milliseconds
-//   handle NUMBER     the handles given from now on follow this one
+//   nextNUMBER STATUS what the viFindNext of that number, from 1, returns; it then writes no description
+//   gate CLOSED       viFindRsrc waits for a file "gate" in the working directory, for 30 s at most
 
 #include "visa/visa.h"
 
@@ -20,7 +16,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iomanip>
 #include <map>
 #include <mutex>
 #include <thread>
@@ -29,99 +24,86 @@
 namespace
 {
 
-std::recursive_mutex mutex;
-std::vector<std::string> resources;
-std::map<std::string, std::string> script;
+constexpr ViObject session = 1;
+constexpr ViObject list = 2;
+
+std::mutex mutex;
+std::multimap<std::string, std::string> script;
 std::vector<std::string> found;
-std::size_t given = 0;
-ViObject lastHandle = VI_NULL;
+std::size_t lastAsked = 0;
 
-/// A line of the log, and for its time the only call.
-class Call
+/// Adds a line to the log. The caller is the only one in the library for as long as it keeps the lock.
+template <typename... Words>
+std::unique_lock<std::mutex> logged(const Words&... words)
 {
-public:
-    template <typename... Arguments>
-    explicit Call(const Arguments&... arguments)
-    {
-        std::ofstream log(std::getenv("KYVISA_LOG"), std::ios::app);
-        (log << ... << arguments) << std::endl;
-    }
-
-private:
-    const std::lock_guard<std::recursive_mutex> m_lock{mutex};
-};
-
-int number(const std::string& key, int fallback)
-{
-    return script.count(key) == 0 ? fallback : std::stoi(script[key]);
+    std::unique_lock lock(mutex);
+    std::ofstream log("log", std::ios::app);
+    (log << ... << words) << std::endl;
+    return lock;
 }
 
-void readScript()
+int number(const std::string& key, std::size_t fallback = VI_SUCCESS)
 {
-    resources.clear();
-    script.clear();
-    std::ifstream lines(std::getenv("KYVISA_SCRIPT"));
-    for (std::string key, value; lines >> key && std::getline(lines >> std::ws, value);)
-        key == "resource" ? resources.push_back(value) : static_cast<void>(script[key] = value);
-    lastHandle = static_cast<ViObject>(number("handle", static_cast<int>(lastHandle)));
+    const auto line = script.find(key);
+    return line == script.end() ? static_cast<int>(fallback) : std::stoi(line->second);
 }
 
 } // namespace
 
 ViStatus viOpenDefaultRM(ViSession* resourceManager)
 {
-    const std::lock_guard lock(mutex);
-    readScript();
-    const ViStatus status = number("open", VI_SUCCESS);
-    if (status == VI_SUCCESS)
-        *resourceManager = ++lastHandle;
-    const Call call("viOpenDefaultRM ", *resourceManager);
-    return status;
+    const auto lock = logged("viOpenDefaultRM");
+    script.clear();
+    std::ifstream lines("script");
+    for (std::string key, value; lines >> key && std::getline(lines >> std::ws, value);)
+        script.emplace(key, value);
+    if (number("open") == VI_SUCCESS)
+        *resourceManager = session;
+    return number("open");
 }
 
 ViStatus viSetAttribute(ViObject object, ViAttr attribute, ViAttrState value)
 {
-    const Call call("viSetAttribute ", object, std::hex, std::uppercase, std::setfill('0'), " 0x", std::setw(8),
-                    attribute, std::dec, ' ', value);
+    const auto lock = logged("viSetAttribute ", object, std::hex, " 0x", attribute, std::dec, ' ', value);
     return VI_ERROR_NSUP_ATTR;
 }
 
-ViStatus viFindRsrc(ViSession resourceManager, ViConstString expression, ViFindList* list, ViUInt32* count,
-                    ViChar* description)
+ViStatus viFindRsrc(ViSession object, ViConstString expression, ViFindList* findList, ViUInt32* count, ViChar* name)
 {
-    const Call call("viFindRsrc ", resourceManager, ' ', expression);
-    while (script.count("gate") != 0 && !std::filesystem::exists(script["gate"]))
+    const auto lock = logged("viFindRsrc ", object, ' ', expression);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(script.count("gate") * 30);
+    while (!std::filesystem::exists("gate") && std::chrono::steady_clock::now() < deadline)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    std::this_thread::sleep_for(std::chrono::milliseconds(number("delay", 0)));
     found.clear();
-    given = 0;
-    for (const std::string& resource : resources)
+    lastAsked = 0;
+    const std::size_t literal = std::strcspn(expression, "?");
+    for (auto [line, end] = script.equal_range("resource"); line != end; ++line)
     {
-        if (resource.compare(0, std::strcspn(expression, "?"), expression, std::strcspn(expression, "?")) == 0)
-            found.push_back(resource);
+        if (line->second.compare(0, literal, expression, literal) == 0)
+            found.push_back(line->second);
     }
-    *count = static_cast<ViUInt32>(number("count", static_cast<int>(found.size())));
+    *count = static_cast<ViUInt32>(number("count", found.size()));
     if (found.empty())
         return VI_ERROR_RSRC_NFOUND;
-    *list = ++lastHandle;
-    std::strcpy(description, found.front().c_str());
-    return number("find", VI_SUCCESS);
+    *findList = list;
+    std::strcpy(name, found.front().c_str());
+    return number("find");
 }
 
-ViStatus viFindNext(ViFindList list, ViChar* description)
+ViStatus viFindNext(ViFindList findList, ViChar* name)
 {
-    const Call call("viFindNext ", list);
-    if (++given >= found.size())
+    const auto lock = logged("viFindNext ", findList);
+    if (++lastAsked >= found.size())
         return VI_ERROR_RSRC_NFOUND;
-    const ViStatus status = number("next" + std::to_string(given), VI_SUCCESS);
+    const ViStatus status = number("next" + std::to_string(lastAsked));
     if (status == VI_SUCCESS)
-        std::strcpy(description, found[given].c_str());
+        std::strcpy(name, found[lastAsked].c_str());
     return status;
 }
 
-ViStatus viParseRsrc(ViSession resourceManager, ViConstString name, ViUInt16* interfaceType, ViUInt16* interfaceNumber)
+ViStatus viParseRsrc(ViSession object, ViConstString name, ViUInt16* interfaceType, ViUInt16* interfaceNumber)
 {
-    const Call call("viParseRsrc ", resourceManager, ' ', name);
+    const auto lock = logged("viParseRsrc ", object, ' ', name);
     *interfaceType = VI_INTF_ASRL;
     *interfaceNumber = static_cast<ViUInt16>(std::atoi(name + std::strlen("ASRL")));
     return VI_SUCCESS;
@@ -129,6 +111,6 @@ ViStatus viParseRsrc(ViSession resourceManager, ViConstString name, ViUInt16* in
 
 ViStatus viClose(ViObject object)
 {
-    const Call call("viClose ", object);
+    const auto lock = logged("viClose ", object);
     return VI_SUCCESS;
 }
