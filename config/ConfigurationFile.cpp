@@ -60,6 +60,7 @@ bool createDirectoriesFor(const std::string& path)
 ConfigurationFile::ConfigurationFile() : m_fileName(searchConfigFile(false))
 {
     load();
+    // NOLINTNEXTLINE(cppcoreguidelines-prefer-member-initializer): load() sets m_loaded.
     m_known = m_loaded;
 }
 
