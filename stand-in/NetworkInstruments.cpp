@@ -68,7 +68,7 @@ public:
                 ++m_browsing;
         }
         while (!isComplete() && process(deadline))
-            continue;
+            resolveMore();
         return m_services.resources();
     }
 
@@ -86,10 +86,7 @@ private:
         return waited >= 0 || waited == -EINTR;
     }
 
-    [[nodiscard]] bool isComplete() const
-    {
-        return m_hasFailed || (m_browsing == 0 && m_resolving == 0 && m_unresolved.empty());
-    }
+    [[nodiscard]] bool isComplete() const { return m_hasFailed || (m_browsing == 0 && m_resolving == 0); }
 
     /// Sends a call that does not start the daemon. Returns false if that fails.
     template <typename... Arguments>
@@ -142,7 +139,6 @@ private:
                 self.m_unresolved.push(std::move(announcement));
             else if (is("ItemRemove") && readAnnouncement(message, announcement))
                 self.m_services.remove(announcement);
-            self.resolveMore();
         });
     }
 
@@ -171,7 +167,6 @@ private:
                 sd_bus_message_read(reply, "sisq", &hostName, &protocol, &address, &port) > 0)
                 self.m_services.add(announcement,
                                     {protocol == ipv4, address, interfaceName(announcement.interface), port});
-            self.resolveMore();
         });
     }
 
