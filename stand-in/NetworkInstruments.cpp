@@ -4,6 +4,7 @@
 #include "NetworkInstruments.h"
 
 #include "NetworkServices.h"
+#include "SdBus.h"
 
 #include <queue>
 
@@ -15,11 +16,6 @@
 #include <set>
 
 #include <net/if.h>
-#if __has_include(<systemd/sd-bus.h>)
-#include <systemd/sd-bus.h>
-#else
-#include <basu/sd-bus.h>
-#endif
 
 namespace standin
 {

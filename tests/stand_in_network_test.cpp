@@ -3,6 +3,7 @@
 
 #include "StandInAnswers.h"
 #include "stand-in/NetworkInstruments.h"
+#include "stand-in/SdBus.h"
 
 #include <csignal>
 #include <thread>
@@ -12,11 +13,6 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
-#if __has_include(<systemd/sd-bus.h>)
-#include <systemd/sd-bus.h>
-#else
-#include <basu/sd-bus.h>
-#endif
 
 namespace
 {
@@ -67,11 +63,7 @@ private:
         else if (method == "Hello")
             sd_bus_reply_method_return(call, "s", ":1.1");
         else if (!self.m_script.contains("silent:" + method))
-        {
-            const bool browses = method == "ServiceBrowserNew";
-            const bool starts = sd_bus_message_get_auto_start(call) != 0; // the daemon, which no search may
-            return !starts && (browses ? self.browse(call) : self.resolve(call)) ? 1 : -EACCES;
-        }
+            return (method == "ServiceBrowserNew" ? self.browse(call) : self.resolve(call)) ? 1 : -EACCES;
         return 1;
     }
 
@@ -83,13 +75,14 @@ private:
                            fields[3].toInt(), name.data(), type.data(), "local", 0U);
     }
 
+    /// Returns false to refuse the call, as resolve() does.
     bool browse(sd_bus_message* call)
     {
         const char* name = nullptr;
         sd_bus_message_skip(call, "ii");
         sd_bus_message_read(call, "s", &name);
         const QString type = name;
-        if (m_script.contains("refuses:" + type))
+        if (m_script.contains("refuses:" + type) || sd_bus_message_get_auto_start(call) != 0) // no search starts it
             return false;
         sd_bus_reply_method_return(call, "o", "/browser");
         for (const QString& announcement : m_script.filter('/' + type + '/'))

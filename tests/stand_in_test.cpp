@@ -37,31 +37,29 @@ std::vector<std::string> visaCall(const QStringList& words)
     ViObject opened = words[0] == "Open" ? object : VI_NULL; // to be overwritten
     ViUInt32 number = 0;
     std::array<ViUInt16, 2> interface = {};
-    std::array<Text, 3> texts = {};
+    ViUInt16 *type = interface.data(), *board = &interface[1];
+    std::array<Text, 3> text = {};
     const bool hasPlaces = words.last() != "-";
     ViUInt32 *handle = hasPlaces ? &opened : nullptr, *count = hasPlaces ? &number : nullptr;
-    ViChar* text = hasPlaces ? texts[2].data() : nullptr;
+    ViChar* last = hasPlaces ? text[2].data() : nullptr;
     const std::map<QString, std::function<ViStatus()>> calls = {
         {"OpenDefaultRM", [&] { return viOpenDefaultRM(handle); }},
         {"SetAttribute", [&] { return viSetAttribute(object, code, words.value(3).toULongLong()); }},
         {"GetNumber", [&] { return viGetAttribute(object, code, count); }},
-        {"GetText", [&] { return viGetAttribute(object, code, text); }},
-        {"FindRsrc", [&] { return viFindRsrc(object, name, handle, count, text); }},
-        {"FindNext", [&] { return viFindNext(object, text); }},
-        {"ParseRsrc", [&] { return viParseRsrc(object, name, &interface[0], &interface[1]); }},
-        {"ParseRsrcEx",
-         [&] {
-             return viParseRsrcEx(object, name, &interface[0], &interface[1], texts[0].data(), texts[1].data(), text);
-         }},
+        {"GetText", [&] { return viGetAttribute(object, code, last); }},
+        {"FindRsrc", [&] { return viFindRsrc(object, name, handle, count, last); }},
+        {"FindNext", [&] { return viFindNext(object, last); }},
+        {"ParseRsrc", [&] { return viParseRsrc(object, name, type, board); }},
+        {"ParseRsrcEx", [&] { return viParseRsrcEx(object, name, type, board, text[0].data(), text[1].data(), last); }},
         {"Open", [&] { return viOpen(object, name, 0, 0, handle); }},
-        {"StatusDesc", [&] { return viStatusDesc(object, static_cast<ViStatus>(code), text); }},
+        {"StatusDesc", [&] { return viStatusDesc(object, static_cast<ViStatus>(code), last); }},
         {"Close", [&] { return viClose(object); }},
     };
     const auto status = static_cast<std::uint32_t>(calls.at(words[0])());
     std::vector<std::string> results = {QString::number(status, 16).toUpper().toStdString()};
     for (const std::uint32_t each : {opened, number, std::uint32_t{interface[0]}, std::uint32_t{interface[1]}})
         results.push_back(each == 0 ? "" : std::to_string(each));
-    results.insert(results.end(), {texts[0].data(), texts[1].data(), texts[2].data()});
+    results.insert(results.end(), {text[0].data(), text[1].data(), text[2].data()});
     return results;
 }
 
