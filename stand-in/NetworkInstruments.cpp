@@ -4,6 +4,7 @@
 #include "NetworkInstruments.h"
 
 #include "NetworkServices.h"
+#include "SdBus.h"
 
 #include <queue>
 
@@ -15,11 +16,6 @@
 #include <set>
 
 #include <net/if.h>
-#if __has_include(<systemd/sd-bus.h>)
-#include <systemd/sd-bus.h>
-#else
-#include <basu/sd-bus.h>
-#endif
 
 namespace standin
 {
@@ -68,7 +64,7 @@ public:
                 ++m_browsing;
         }
         while (!isComplete() && process(deadline))
-            continue;
+            resolveMore();
         return m_services.resources();
     }
 
@@ -86,10 +82,7 @@ private:
         return waited >= 0 || waited == -EINTR;
     }
 
-    [[nodiscard]] bool isComplete() const
-    {
-        return m_hasFailed || (m_browsing == 0 && m_resolving == 0 && m_unresolved.empty());
-    }
+    [[nodiscard]] bool isComplete() const { return m_hasFailed || (m_browsing == 0 && m_resolving == 0); }
 
     /// Sends a call that does not start the daemon. Returns false if that fails.
     template <typename... Arguments>
@@ -142,7 +135,6 @@ private:
                 self.m_unresolved.push(std::move(announcement));
             else if (is("ItemRemove") && readAnnouncement(message, announcement))
                 self.m_services.remove(announcement);
-            self.resolveMore();
         });
     }
 
@@ -171,7 +163,6 @@ private:
                 sd_bus_message_read(reply, "sisq", &hostName, &protocol, &address, &port) > 0)
                 self.m_services.add(announcement,
                                     {protocol == ipv4, address, interfaceName(announcement.interface), port});
-            self.resolveMore();
         });
     }
 

@@ -67,20 +67,23 @@ std::optional<ParsedResource> parseResourceName(const std::string& name)
 {
     for (const Form& form : forms())
     {
-        std::string board;
+        std::string boardDigits;
         std::string device;
         std::array<std::string, 2> numbers;
-        if (!re2::RE2::FullMatch(name, form.pattern, &board, &device, numbers.data(), &numbers[1]))
+        if (!re2::RE2::FullMatch(name, form.pattern, &boardDigits, &device, numbers.data(), &numbers[1]))
             continue;
-        const std::optional<ViUInt16> boardNumber = toNumber(board.empty() ? "0" : board);
+        const std::optional<ViUInt16> boardNumber = toNumber(boardDigits.empty() ? "0" : boardDigits);
         const auto isWrong = [&](const std::string& digits) {
             const std::optional<ViUInt16> number = toNumber(digits);
             return !digits.empty() && (!number || *number < form.lowest);
         };
         if (!boardNumber || lacksHost(device) || std::any_of(numbers.begin(), numbers.end(), isWrong))
             return std::nullopt;
-        const std::string expanded = form.keyword + std::to_string(*boardNumber) + device + form.defaultDevice + "::";
-        return ParsedResource{form.interfaceType, *boardNumber, form.resourceClass, expanded + form.resourceClass};
+        const std::string board = form.keyword + std::to_string(*boardNumber);
+        const std::string expanded = board + device + form.defaultDevice + "::" + form.resourceClass;
+        if (expanded.size() >= VI_FIND_BUFLEN)
+            return std::nullopt;
+        return ParsedResource{form.interfaceType, *boardNumber, form.resourceClass, expanded};
     }
     return std::nullopt;
 }

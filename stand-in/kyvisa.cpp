@@ -196,7 +196,7 @@ ViStatus viParseRsrcEx(ViSession resourceManager, ViConstString name, ViUInt16* 
             return VI_ERROR_INV_RSRC_NAME;
         const ResolvedName resolved = resolve(name);
         const std::optional<ParsedResource> parsed = parseResourceName(resolved.resource);
-        if (!parsed || parsed->expandedName.size() >= VI_FIND_BUFLEN)
+        if (!parsed)
             return VI_ERROR_INV_RSRC_NAME;
         write(interfaceType, parsed->interfaceType);
         write(interfaceNumber, parsed->interfaceNumber);

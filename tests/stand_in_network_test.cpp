@@ -3,6 +3,7 @@
 
 #include "StandInAnswers.h"
 #include "stand-in/NetworkInstruments.h"
+#include "stand-in/SdBus.h"
 
 #include <csignal>
 #include <thread>
@@ -12,11 +13,6 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
-#if __has_include(<systemd/sd-bus.h>)
-#include <systemd/sd-bus.h>
-#else
-#include <basu/sd-bus.h>
-#endif
 
 namespace
 {
@@ -52,12 +48,9 @@ private:
         sd_bus_set_fd(m_bus, connection, connection);
         sd_bus_set_server(m_bus, 1, {});
         sd_bus_add_filter(m_bus, nullptr, received, this);
-        for (int result = sd_bus_start(m_bus); result >= 0;)
-        {
-            result = sd_bus_process(m_bus, nullptr);
-            if (result == 0)
-                result = sd_bus_wait(m_bus, UINT64_MAX);
-        }
+        sd_bus_start(m_bus);
+        while (sd_bus_process(m_bus, nullptr) > 0 || sd_bus_wait(m_bus, UINT64_MAX) >= 0)
+            continue;
         sd_bus_close_unref(m_bus);
     }
 
@@ -69,16 +62,10 @@ private:
             sd_bus_close(self.m_bus);
         else if (method == "Hello")
             sd_bus_reply_method_return(call, "s", ":1.1");
-        else if (sd_bus_message_get_auto_start(call) != 0)
-            refuse(call);
-        else if (method == "ServiceBrowserNew" && !self.m_script.contains("silent:browse"))
-            self.browse(call);
-        else if (method == "ResolveService" && !self.m_script.contains("silent:resolve"))
-            self.resolve(call);
+        else if (!self.m_script.contains("silent:" + method))
+            return (method == "ServiceBrowserNew" ? self.browse(call) : self.resolve(call)) ? 1 : -EACCES;
         return 1;
     }
-
-    static void refuse(sd_bus_message* call) { sd_bus_reply_method_errorf(call, SD_BUS_ERROR_FAILED, "refused"); }
 
     void signal(const char* member, const QString& announcement)
     {
@@ -88,14 +75,15 @@ private:
                            fields[3].toInt(), name.data(), type.data(), "local", 0U);
     }
 
-    void browse(sd_bus_message* call)
+    /// Returns false to refuse the call, as resolve() does.
+    bool browse(sd_bus_message* call)
     {
         const char* name = nullptr;
         sd_bus_message_skip(call, "ii");
         sd_bus_message_read(call, "s", &name);
         const QString type = name;
-        if (m_script.contains("refuses:" + type))
-            return refuse(call);
+        if (m_script.contains("refuses:" + type) || sd_bus_message_get_auto_start(call) != 0) // no search starts it
+            return false;
         sd_bus_reply_method_return(call, "o", "/browser");
         for (const QString& announcement : m_script.filter('/' + type + '/'))
             signal("ItemNew", announcement);
@@ -103,9 +91,10 @@ private:
             signal("AllForNow", '/' + type + "/1/0");
         if (type != "_vxi-11._tcp") // after AllForNow it ends nothing
             signal("Failure", '/' + type + "/1/0");
+        return true;
     }
 
-    void resolve(sd_bus_message* call)
+    bool resolve(sd_bus_message* call)
     {
         const char *name = nullptr, *type = nullptr, *domain = nullptr;
         int interface = 0, protocol = 0, wanted = 0;
@@ -114,12 +103,13 @@ private:
         const QString announcement = m_script.filter(known).value(0);
         const QByteArray address = announcement.section('/', 4, 4).toLatin1();
         if (address.isEmpty() || domain != QString("local") || wanted != (protocol == 0 ? 0 : -1))
-            return refuse(call);
+            return false;
         sd_bus_reply_method_return(call, "iissssisqaayu", interface, protocol, name, type, domain, "host.local",
                                    address.contains(':') ? 1 : 0, address.data(),
                                    announcement.section('/', 5, 5).toInt(), 0, 0);
         if (announcement.endsWith("/leaves"))
             signal("ItemRemove", announcement);
+        return true;
     }
 
     QStringList m_script;
@@ -128,12 +118,12 @@ private:
     std::thread m_thread;
 };
 
-std::string search(const QStringList& words)
+std::vector<std::string> search(const QStringList& words)
 {
     const Bus bus(words.mid(3));
     // The client's own signals end no search, and no search needs them to end.
     ualarm(words.contains("late:300") ? 50000 : 0, 50000);
-    return joined(standin::networkInstrumentResources({words[1].toUInt(), words[2].toUInt()}));
+    return standin::networkInstrumentResources({words[1].toUInt(), words[2].toUInt()});
 }
 
 } // namespace
