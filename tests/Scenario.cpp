@@ -261,6 +261,16 @@ QString takeCalls()
     return calls;
 }
 
+// conf [LINES], visa LINES, store LINES: write visa.conf, what the library does (scripted_kyvisa.cpp), window settings.
+// start, searched, maximise, stop: open the main window, wait for its search, maximise it, close it.
+// move X Y: moves a dialog.
+// do ACTION, press BUTTON: triggers an action; clicks a button, by object name or text.
+// set EDIT [TEXT], type EDIT [TEXT]: sets a text; types it key by key in the place of the old one.
+// keys WIDGET KEY...: focuses a widget and presses keys, such as Space, Tab, Return, Down.
+// choose WIDGET INDEX: makes a row, item or tab current; -1 clears a selection.
+// edit ROW COLUMN, cell ROW COLUMN [TEXT]: opens the editor of a cell, the widget "focus"; edits the cell as well.
+// board ROW COLUMN VALUE: changes a cell of the tree of GPIB boards, by a text or by 0 or 2 for its check mark.
+// double LIST ROW, click Y: double-clicks a row; clicks into the table of the main window.
 const std::map<QString, std::function<void(Words)>> commands = {
     {"conf", [](Words words) { writeConfiguration(bytes(words)); }},
     {"visa", [](Words words) { writeFile("script", bytes(words)); }},
@@ -285,6 +295,13 @@ const std::map<QString, std::function<void(Words)>> commands = {
 
 QString shownByName(Words words);
 
+// show [WIDGET...]: what widgets show, selected rows in parentheses; without a name, title and place of the window. It
+//     takes the next five for widgets, too.
+// saved, settings, title: visa.conf, the stored window settings, the title of the window.
+// calls, callsAfterFind: the VISA calls since the last time, or those after viFindRsrc.
+// visible NAME..., enabled NAME...: those of the names for which it is true.
+// menu WIDGET Y: the context menu there; a negative Y counts from the lower edge.
+// keyboard: the controls without a name, and those that Tab does not reach once.
 const std::map<QString, std::function<QString(Words)>> questions = {
     {"settings", [](Words) { return inOneLine(settingsFile); }},
     {"saved", [](Words) { return inOneLine(World::configurationFile()); }},
@@ -330,7 +347,14 @@ bool isReady()
     return form().isActiveWindow() && form().cursor().shape() != Qt::WaitCursor;
 }
 
-/// A test written as text; README.md in the folder of the scenarios explains it.
+/// A test that drives the real windows by text. It runs alone, with its own home, settings and libkyvisa.so:
+///
+///     conf R\nscope=X; start; choose resourceView 0
+///     show resourceView -> (R=) X=SCOPE
+///
+/// A line holds commands with "; " between them. The last one may be a question: what is asked, " -> ", and what must
+/// come, where "nothing" stands for an empty answer. They go to the dialog that is open, or else to the main window. In
+/// arguments, \n, \" and \u003b are escapes. The first step that fails ends the scenario.
 class Scenario : public QObject
 {
 public:
