@@ -196,14 +196,6 @@ void edit(Words words)
     view.edit(view.model()->index(number(words, 1), number(words, 2)));
 }
 
-void editCell(Words words)
-{
-    edit(words);
-    auto& editor = named<QLineEdit>("focus");
-    editor.setText(rest(words, 3));
-    QTest::keyClick(&editor, Qt::Key_Return);
-}
-
 /// Changes a cell below a row of the tree: its text, or its check state where it has one.
 void changeBoard(Words words)
 {
@@ -248,7 +240,6 @@ void pressKeys(Words words)
 
 void start()
 {
-    require(mainWindow == nullptr, "there is a window already");
     std::filesystem::remove("log");
     mainWindow = std::make_unique<gui::MainWindow>();
     mainWindow->show();
@@ -268,7 +259,7 @@ QString takeCalls()
 // set EDIT [TEXT], type EDIT [TEXT]: sets a text; types it key by key in the place of the old one.
 // keys WIDGET KEY...: focuses a widget and presses keys, such as Space, Tab, Return, Down.
 // choose WIDGET INDEX: makes a row, item or tab current; -1 clears a selection.
-// edit ROW COLUMN, cell ROW COLUMN [TEXT]: opens the editor of a cell, the widget "focus"; edits the cell as well.
+// edit ROW COLUMN: opens the editor of a cell of the table, the widget "focus".
 // board ROW COLUMN VALUE: changes a cell of the tree of GPIB boards, by a text or by 0 or 2 for its check mark.
 // double LIST ROW, click Y: double-clicks a row; clicks into the table of the main window.
 const std::map<QString, std::function<void(Words)>> commands = {
@@ -287,7 +278,6 @@ const std::map<QString, std::function<void(Words)>> commands = {
     {"keys", pressKeys},
     {"choose", [](Words words) { choose(named(words.value(1)), number(words, 2)); }},
     {"edit", edit},
-    {"cell", editCell},
     {"double", [](Words words) { doubleClick(named<QAbstractItemView>(words.value(1)), number(words, 2)); }},
     {"board", changeBoard},
     {"click", [](Words words) { click(number(words, 1)); }},
@@ -315,16 +305,9 @@ const std::map<QString, std::function<QString(Words)>> questions = {
     {"show", shownByName},
 };
 
-template <typename Map>
-const auto& found(const Map& map, const char* kind, const QString& name)
-{
-    require(map.count(name) != 0, QString("there is no %1 %2").arg(kind, name));
-    return map.at(name);
-}
-
 QString answer(Words words)
 {
-    const QString text = found(questions, "check", words[0])(words);
+    const QString text = questions.at(words[0])(words);
     return text.isEmpty() ? "nothing" : text;
 }
 
@@ -381,57 +364,52 @@ public:
 private:
     void step()
     {
-        if (m_failed || m_begun == m_steps.size())
+        if (m_next == m_steps.size())
             return end();
         // A step that opens a dialog returns when the dialog is closed: those in between run in the dialog's own loop.
         QTimer::singleShot(1, this, &Scenario::step);
-        if (isReady())
-            runNext();
-        else if (m_deadline.hasExpired())
-            fail("the step after this line has no window that is ready");
+        try
+        {
+            if (isReady())
+                runNext();
+            else
+                require(!m_deadline.hasExpired(), "the step after this line has no window that is ready");
+        }
+        catch (const std::exception& failure)
+        {
+            const int line = m_steps[std::max(m_next, 1UL) - 1].first;
+            ADD_FAILURE_AT(m_file.c_str(), line + 1) << m_lines[line].toStdString() << '\n' << failure.what();
+            m_next = m_steps.size();
+        }
+    }
+
+    void runNext()
+    {
+        const QString text = m_steps[m_next++].second;
+        m_deadline.setRemainingTime(waitAtMost);
+        const QStringList words = unescaped(text.section(" -> ", 0, 0));
+        const QString expected = text.section(" -> ", 1);
+        if (expected.isEmpty())
+            return commands.at(words[0])(words);
+        const QString actual = answer(words);
+        require(actual == expected, "expected: " + expected + "\nactual:   " + actual);
     }
 
     void end()
     {
         m_ended = true;
-        if (const QWidget* open = QApplication::activeModalWidget())
-            fail("this window is still open: " + open->windowTitle());
-        while (QApplication::activeModalWidget() != nullptr && QApplication::activeModalWidget()->close())
-            continue;
-    }
-
-    void runNext()
-    {
-        const QString text = m_steps[m_begun++].second;
-        m_deadline.setRemainingTime(waitAtMost);
-        try
+        while (QWidget* open = QApplication::activeModalWidget())
         {
-            const QStringList words = unescaped(text.section(" -> ", 0, 0));
-            const QString expected = text.section(" -> ", 1);
-            const QString actual = expected.isEmpty() ? QString() : answer(words);
-            require(actual == expected, "expected: " + expected + "\nactual:   " + actual);
-            if (expected.isEmpty())
-                found(commands, "command", words[0])(words);
+            ADD_FAILURE_AT(m_file.c_str(), m_lines.size()) << "still open: " << open->windowTitle().toStdString();
+            if (!open->close())
+                break;
         }
-        catch (const std::exception& failure)
-        {
-            fail(failure.what());
-        }
-    }
-
-    void fail(const QString& reason)
-    {
-        const int line = m_steps[m_begun - 1].first;
-        if (!m_failed)
-            ADD_FAILURE_AT(m_file.c_str(), line + 1) << (m_lines[line] + '\n' + reason).toStdString();
-        m_failed = true;
     }
 
     const std::string m_file;
     const QStringList m_lines = QString::fromStdString(readFile(m_file)).split('\n');
     std::vector<std::pair<int, QString>> m_steps; ///< with the indexes of their lines
-    std::size_t m_begun = 0;
-    bool m_failed = false;
+    std::size_t m_next = 0;
     bool m_ended = false;
     QDeadlineTimer m_deadline{waitAtMost};
 };
