@@ -377,7 +377,7 @@ private:
         }
         catch (const std::exception& failure)
         {
-            const int line = m_steps[std::max(m_next, 1UL) - 1].first;
+            const int line = m_steps[std::max<std::size_t>(m_next, 1) - 1].first;
             ADD_FAILURE_AT(m_file.c_str(), line + 1) << m_lines[line].toStdString() << '\n' << failure.what();
             m_next = m_steps.size();
         }
