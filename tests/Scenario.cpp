@@ -4,24 +4,8 @@
 #include "World.h"
 #include "gui/MainWindow.h"
 
-#include <QAbstractButton>
-#include <QAccessible>
-#include <QApplication>
-#include <QComboBox>
-#include <QContextMenuEvent>
-#include <QDeadlineTimer>
-#include <QDir>
-#include <QHeaderView>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QLineEdit>
-#include <QMenu>
-#include <QRegularExpression>
-#include <QTableView>
-#include <QTest>
-#include <QTimer>
-#include <QToolBar>
-#include <QWindow>
+#include <QtTest>
+#include <QtWidgets>
 
 #include <functional>
 #include <map>
@@ -43,17 +27,11 @@ void require(bool holds, const QString& message)
         throw std::runtime_error(message.toStdString());
 }
 
-const QString& word(Words words, int index)
-{
-    require(index < words.size(), words[0] + " needs more words");
-    return words[index];
-}
-
 int number(Words words, int index)
 {
     bool isNumber = false;
-    const int result = word(words, index).toInt(&isNumber);
-    require(isNumber, words[index] + " is no number");
+    const int result = words.value(index).toInt(&isNumber);
+    require(isNumber, words.value(index) + " is no number");
     return result;
 }
 
@@ -62,11 +40,11 @@ QString rest(Words words, int from)
     return words.mid(from).join(' ');
 }
 
-QString unescaped(const QString& text)
+QStringList unescaped(const QString& step)
 {
-    const QJsonArray array = QJsonDocument::fromJson(("[\"" + text + "\"]").toUtf8()).array();
+    const QJsonArray array = QJsonDocument::fromJson(("[\"" + step + "\"]").toUtf8()).array();
     require(!array.isEmpty(), "a quote or a backslash needs a backslash before it");
-    return array.at(0).toString();
+    return array[0].toString().split(' ');
 }
 
 QString inOneLine(const std::filesystem::path& file)
@@ -90,27 +68,33 @@ QWidget& form()
 template <typename Object = QWidget>
 Object& named(const QString& name)
 {
-    if (auto* focused = qobject_cast<Object*>(form().focusWidget()); name == "focus" && focused != nullptr)
-        return *focused;
-    for (auto* each : form().findChildren<Object*>())
-    {
-        if (each->objectName() == name || each->property("text").toString().remove('&') == name)
-            return *each;
-    }
-    throw std::runtime_error((form().windowTitle() + " has no " + name).toStdString());
+    const auto isMeant = [&](const QObject* each) {
+        return name == "focus" ? each == form().focusWidget()
+                               : each->objectName() == name || each->property("text").toString().remove('&') == name;
+    };
+    const auto all = form().findChildren<Object*>();
+    const auto first = std::find_if(all.begin(), all.end(), isMeant);
+    require(first != all.end() && !name.isEmpty(), form().windowTitle() + " has no " + name);
+    return **first;
 }
 
-/// The rows that the view knows of, each with its columns.
+/// The rows that the view knows of, each with its columns or those of its only child.
 QString shownRows(const QAbstractItemView& view)
 {
     const auto* table = qobject_cast<const QTableView*>(&view);
+    const QAbstractItemModel& model = *view.model();
     QStringList rows;
-    for (int row = 0; row < (table != nullptr ? table->verticalHeader()->count() : view.model()->rowCount()); ++row)
+    for (int row = 0; row < (table != nullptr ? table->verticalHeader()->count() : model.rowCount()); ++row)
     {
-        const QModelIndex first = view.model()->index(row, 0);
+        const QModelIndex first = model.index(row, 0);
         QString text = first.data().toString();
         if (table != nullptr)
             text += "=" + first.siblingAtColumn(1).data().toString();
+        for (int column = 0; column < model.columnCount(first) && model.hasChildren(first); ++column)
+        {
+            const QMap<int, QVariant> cell = model.itemData(model.index(0, column, first));
+            text += "," + cell.value(Qt::CheckStateRole, cell.value(Qt::DisplayRole)).toString();
+        }
         rows += view.selectionModel()->isSelected(first) ? "(" + text + ")" : text;
     }
     const bool isCut = table != nullptr && view.sizeHintForColumn(0) > table->columnWidth(0);
@@ -128,20 +112,21 @@ QString fileOf(const QIcon& icon)
     return {};
 }
 
-QString shownActions(const QList<QAction*>& actions, bool isMenu)
+/// Those of a menu or a tool bar.
+QString shownActions(const QWidget& widget)
 {
     QStringList entries;
-    for (const QAction* action : actions)
-        entries += action->isSeparator() ? "|"
-                   : isMenu              ? action->text()
-                                         : action->toolTip() + ": " + fileOf(action->icon());
+    for (const QAction* action : widget.actions())
+        entries += action->isSeparator()      ? "|"
+                   : widget.inherits("QMenu") ? action->text()
+                                              : action->toolTip() + ": " + fileOf(action->icon());
     return entries.join(", ");
 }
 
 QString shown(const QWidget& widget)
 {
-    if (const auto* bar = qobject_cast<const QToolBar*>(&widget))
-        return shownActions(bar->actions(), false);
+    if (widget.inherits("QToolBar"))
+        return shownActions(widget);
     if (const auto* view = qobject_cast<const QAbstractItemView*>(&widget))
         return shownRows(*view);
     if (const auto* box = qobject_cast<const QComboBox*>(&widget))
@@ -168,7 +153,10 @@ QString keyboardFaults()
     QSet<QWidget*> missed;
     for (auto* each : form().findChildren<QWidget*>())
     {
-        if (!each->isVisible() || !each->isEnabled() || each->focusPolicy() == Qt::NoFocus || each->focusProxy())
+        // The buttons without a name are parts of other controls.
+        const bool isButton = each->inherits("QAbstractButton") && !each->objectName().isEmpty();
+        if (!each->isVisible() || !each->isEnabled() || each->focusProxy() ||
+            (each->focusPolicy() == Qt::NoFocus && !isButton))
             continue;
         missed += each;
         const QVariant group = each->parentWidget()->property("title");
@@ -198,7 +186,7 @@ void choose(QWidget& widget, int index)
 
 void type(Words words)
 {
-    named<QLineEdit>(word(words, 1)).clear();
+    named<QLineEdit>(words.value(1)).clear();
     QTest::keyClicks(&named(words[1]), rest(words, 2));
 }
 
@@ -208,12 +196,13 @@ void edit(Words words)
     view.edit(view.model()->index(number(words, 1), number(words, 2)));
 }
 
-void editCell(Words words)
+/// Changes a cell below a row of the tree: its text, or its check state where it has one.
+void changeBoard(Words words)
 {
-    edit(words);
-    auto& editor = named<QLineEdit>("focus");
-    editor.setText(rest(words, 3));
-    QTest::keyClick(&editor, Qt::Key_Return);
+    QAbstractItemModel& model = *named<QAbstractItemView>("PropertyTree").model();
+    const QModelIndex cell = model.index(0, number(words, 2), model.index(number(words, 1), 0));
+    require(cell.flags().testFlag(Qt::ItemIsEditable), "the cell cannot be edited");
+    model.setData(cell, rest(words, 3), cell.data(Qt::CheckStateRole).isValid() ? Qt::CheckStateRole : Qt::EditRole);
 }
 
 void doubleClick(const QAbstractItemView& list, int row)
@@ -238,20 +227,19 @@ QString contextMenu(QAbstractItemView& view, int y)
     auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
     require(menu != nullptr, "there is no menu");
     menu->close();
-    return shownActions(menu->actions(), true);
+    return shownActions(*menu);
 }
 
 /// The first key goes to the widget, which gets the focus, and each later one to what has the focus by then.
 void pressKeys(Words words)
 {
-    named(word(words, 1)).setFocus();
+    named(words.value(1)).setFocus();
     for (const QString& key : words.mid(2))
         QTest::keyClick(form().focusWidget(), Qt::Key(QKeySequence(key)[0]));
 }
 
 void start()
 {
-    require(mainWindow == nullptr, "there is a window already");
     std::filesystem::remove("log");
     mainWindow = std::make_unique<gui::MainWindow>();
     mainWindow->show();
@@ -273,15 +261,15 @@ const std::map<QString, std::function<void(Words)>> commands = {
     {"maximise", [](Words) { form().showMaximized(); }},
     {"stop", [](Words) { form().close() ? mainWindow.reset() : void(); }},
     {"move", [](Words words) { form().move(number(words, 1), number(words, 2)); }},
-    {"do", [](Words words) { named<QAction>(word(words, 1)).trigger(); }},
-    {"press", [](Words words) { named<QAbstractButton>(word(words, 1)).click(); }},
-    {"set", [](Words words) { named<QLineEdit>(word(words, 1)).setText(rest(words, 2)); }},
+    {"do", [](Words words) { named<QAction>(words.value(1)).trigger(); }},
+    {"press", [](Words words) { named<QAbstractButton>(words.value(1)).click(); }},
+    {"set", [](Words words) { named<QLineEdit>(words.value(1)).setText(rest(words, 2)); }},
     {"type", type},
     {"keys", pressKeys},
-    {"choose", [](Words words) { choose(named(word(words, 1)), number(words, 2)); }},
+    {"choose", [](Words words) { choose(named(words.value(1)), number(words, 2)); }},
     {"edit", edit},
-    {"cell", editCell},
-    {"double", [](Words words) { doubleClick(named<QAbstractItemView>(word(words, 1)), number(words, 2)); }},
+    {"double", [](Words words) { doubleClick(named<QAbstractItemView>(words.value(1)), number(words, 2)); }},
+    {"board", changeBoard},
     {"click", [](Words words) { click(number(words, 1)); }},
 };
 
@@ -293,7 +281,7 @@ const std::map<QString, std::function<QString(Words)>> questions = {
     {"title", [](Words) { return form().windowTitle(); }},
     {"calls", [](Words) { return takeCalls(); }},
     {"callsAfterFind", [](Words) { return takeCalls().section(QRegExp("viFindRsrc[^;]*; "), -1); }},
-    {"menu", [](Words words) { return contextMenu(named<QAbstractItemView>(word(words, 1)), number(words, 2)); }},
+    {"menu", [](Words words) { return contextMenu(named<QAbstractItemView>(words.value(1)), number(words, 2)); }},
     {"visible", [](Words words) { return namesWith("visible", words); }},
     {"enabled", [](Words words) { return namesWith("enabled", words); }},
     {"keyboard", [](Words) { return keyboardFaults(); }},
@@ -301,7 +289,7 @@ const std::map<QString, std::function<QString(Words)>> questions = {
 };
 
 template <typename Map>
-const auto& found(const Map& map, const char* kind, const QString& name)
+const typename Map::mapped_type& found(const Map& map, const char* kind, const QString& name)
 {
     require(map.count(name) != 0, QString("there is no %1 %2").arg(kind, name));
     return map.at(name);
@@ -332,7 +320,7 @@ bool isReady()
     return form().isActiveWindow() && form().cursor().shape() != Qt::WaitCursor;
 }
 
-/// A test written as text; README.md in the folder of the scenarios explains it.
+/// A test written as text. README.md in the folder of the scenarios explains it.
 class Scenario : public QObject
 {
 public:
@@ -359,61 +347,61 @@ public:
 private:
     void step()
     {
-        if (m_failed || m_begun == m_steps.size())
+        if (m_next == m_steps.size())
             return end();
         // A step that opens a dialog returns when the dialog is closed: those in between run in the dialog's own loop.
         QTimer::singleShot(1, this, &Scenario::step);
-        if (isReady())
-            runNext();
-        else if (m_deadline.hasExpired())
-            fail("the step after this line has no window that is ready");
-    }
-
-    void end()
-    {
-        m_ended = true;
-        if (const QWidget* open = QApplication::activeModalWidget())
-            fail("this window is still open: " + open->windowTitle());
-        while (QApplication::activeModalWidget() != nullptr && QApplication::activeModalWidget()->close())
-            continue;
-    }
-
-    void runNext()
-    {
-        const QString text = m_steps[m_begun++].second;
-        m_deadline.setRemainingTime(waitAtMost);
         try
         {
-            const QStringList words = unescaped(text.section(" -> ", 0, 0)).split(' ');
-            const QString expected = text.section(" -> ", 1);
-            const QString actual = expected.isEmpty() ? QString() : answer(words);
-            require(actual == expected, "expected: " + expected + "\nactual:   " + actual);
-            if (expected.isEmpty())
-                found(commands, "command", words[0])(words);
+            if (isReady())
+                runNext();
+            else
+                require(!m_deadline.hasExpired(), "the step after this line has no window that is ready");
         }
         catch (const std::exception& failure)
         {
             fail(failure.what());
+            m_next = m_steps.size();
         }
+    }
+
+    void runNext()
+    {
+        const QString text = m_steps[m_next++].second;
+        m_deadline.setRemainingTime(waitAtMost);
+        const QStringList words = unescaped(text.section(" -> ", 0, 0));
+        const QString expected = text.section(" -> ", 1);
+        if (expected.isEmpty())
+            return found(commands, "command", words[0])(words);
+        const QString actual = answer(words);
+        require(actual == expected, "expected: " + expected + "\nactual:   " + actual);
     }
 
     void fail(const QString& reason)
     {
         constexpr int linesBefore = 3;
-        const int last = m_steps[m_begun - 1].first;
+        const int last = m_steps[std::max<std::size_t>(m_next, 1) - 1].first;
         QString text;
         for (int each = std::max(last - linesBefore, 0); each <= last; ++each)
             text += QString("%1  %2\n").arg(each + 1, 5).arg(m_lines[each]);
-        if (!m_failed)
-            ADD_FAILURE_AT(m_file.c_str(), last + 1) << text.toStdString() << reason.toStdString();
-        m_failed = true;
+        ADD_FAILURE_AT(m_file.c_str(), last + 1) << text.toStdString() << reason.toStdString();
+    }
+
+    void end()
+    {
+        m_ended = true;
+        while (QWidget* open = QApplication::activeModalWidget())
+        {
+            fail("this window is still open: " + open->windowTitle());
+            if (!open->close())
+                break;
+        }
     }
 
     const std::string m_file;
     const QStringList m_lines = QString::fromStdString(readFile(m_file)).split('\n');
     std::vector<std::pair<int, QString>> m_steps; ///< with the indexes of their lines
-    std::size_t m_begun = 0;
-    bool m_failed = false;
+    std::size_t m_next = 0;
     bool m_ended = false;
     QDeadlineTimer m_deadline{waitAtMost};
 };

@@ -4,7 +4,9 @@
 #include "World.h"
 #include "gui/ConfigurationModel.h"
 #include "gui/MainWindow.h"
+#include "gui/PropertyDialog.h"
 
+#include <QComboBox>
 #include <QHeaderView>
 #include <QLineEdit>
 #include <QStyledItemDelegate>
@@ -61,4 +63,20 @@ TEST(MainWindow, ShowsTheBeginningOfALongTextAndEditsAllOfIt)
     EXPECT_EQ(delegate->displayText(longer, QLocale()), longest + QChar(0x2026));
     view->edit(view->model()->index(0, 0));
     EXPECT_EQ(view->viewport()->findChild<QLineEdit*>()->text(), longer);
+}
+
+TEST(SerialPage, ShowsWhatItsListsDoNotHave)
+{
+    writeFile("script", "resource ASRL1::INSTR\nresource ASRL20::INSTR\n");
+    Model model(nullptr);
+    model.m_serialProperties = {{7, {1, 2, 3, 4, 5}}, {20, {250000, 9, 3, 5, 4}}};
+    gui::PropertyDialog dialog(model, nullptr);
+    dialog.findChild<QComboBox*>("comboBoxSerialInterface")->setCurrentIndex(1);
+    const auto* baudRates = dialog.findChild<QComboBox*>("comboBoxKyBaudrate");
+    EXPECT_EQ(baudRates->currentText(), "250000");
+    EXPECT_EQ(baudRates->currentIndex(), 0);
+    dialog.accept();
+    EXPECT_EQ(model.m_serialProperties,
+              (KyVisa::SerialPropertiesMap{{1, {}}, {7, {1, 2, 3, 4, 5}}, {20, {250000, 9, 255, 255, 6}}}));
+    EXPECT_TRUE(model.isDirty());
 }

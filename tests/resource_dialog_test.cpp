@@ -13,36 +13,24 @@
 #include <algorithm>
 #include <thread>
 
-using gui::ResourceDialog;
-
 namespace
 {
 
-std::string listed(const ResourceDialog& dialog)
-{
-    QString names;
-    for (const auto* item : dialog.findChild<QListWidget*>()->findItems("*", Qt::MatchWildcard))
-        names += item->text() + ' ';
-    return names.toStdString();
-}
-
-/// A search in a thread of its own, as the main window starts one. It finds "B" and "A" once there is a file "gate".
-std::thread searchInBackground()
-{
-    writeFile("script", "resource B\nresource A\ngate closed\n");
-    std::filesystem::remove("log");
-    std::thread thread([] { ResourceDialog::updateResourceList(); });
-    const auto hasBegun = [] { return readFile("log").find("viFindRsrc") != std::string::npos; };
-    EXPECT_TRUE(QTest::qWaitFor(hasBegun, 30000));
-    return thread;
-}
-
-/// Lets the search end once the dialog shows that it waits.
-class WaitingDialog : public ResourceDialog
+/// Lets a search that waits for the gate end, once the dialog shows that it waits.
+class Dialog : public gui::ResourceDialog
 {
 public:
-    using ResourceDialog::ResourceDialog;
+    Dialog() : ResourceDialog(nullptr) {}
 
+    QString listed() const
+    {
+        QString names;
+        for (const auto* item : list.findItems("*", Qt::MatchWildcard))
+            names += item->text();
+        return names;
+    }
+
+    QListWidget& list = *findChild<QListWidget*>();
     bool waited = false;
 
 protected:
@@ -61,10 +49,12 @@ protected:
 
 TEST(ResourceDialog, WaitsVisiblyForASearchThatRunsAndShowsOneThatHasEnded)
 {
-    ResourceDialog builtBefore(nullptr);
-    std::thread search = searchInBackground();
-    ResourceDialog builtMeanwhile(nullptr);
-    WaitingDialog dialog(nullptr);
+    writeFile("script", "resource B\nresource A\ngate closed\n");
+    Dialog builtBefore;
+    std::thread search([] { Dialog::updateResourceList(); });
+    EXPECT_TRUE(QTest::qWaitFor([] { return readFile("log").find("viFindRsrc") != std::string::npos; }, 30000));
+    Dialog builtMeanwhile;
+    Dialog dialog;
     dialog.show();
     search.join();
     EXPECT_TRUE(dialog.waited);
@@ -74,19 +64,19 @@ TEST(ResourceDialog, WaitsVisiblyForASearchThatRunsAndShowsOneThatHasEnded)
     std::filesystem::remove("log");
     builtBefore.show();
     builtMeanwhile.show();
-    EXPECT_EQ(listed(builtBefore) + listed(builtMeanwhile) + listed(dialog), "A B A B A B ");
+    EXPECT_EQ(builtBefore.listed() + builtMeanwhile.listed() + dialog.listed(), "ABABAB");
     EXPECT_FALSE(std::filesystem::exists("log"));
 
-    dialog.findChild<QListWidget*>()->setCurrentRow(1);
+    dialog.list.setCurrentRow(1);
     dialog.hide();
     dialog.show();
-    EXPECT_EQ(dialog.getResource(), QString("B"));
+    EXPECT_EQ(dialog.getResource(), "B");
 }
 
 TEST(ResourceDialog, StopsAskingAfterManyFailures)
 {
     writeFile("script", "resource A\nresource B\ncount 9999\n");
-    ResourceDialog::updateResourceList();
+    Dialog::updateResourceList();
     const std::string log = readFile("log");
     EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 4 + 1 + 4096 + 2);
 }
@@ -94,16 +84,16 @@ TEST(ResourceDialog, StopsAskingAfterManyFailures)
 TEST(ResourceDialog, NeverShowsHalfAList)
 {
     writeFile("script", "resource A\nresource B\nresource C\n");
-    ResourceDialog::updateResourceList();
+    Dialog::updateResourceList();
     std::thread searches([] {
         for (int round = 0; round < 200; ++round)
-            ResourceDialog::updateResourceList();
+            Dialog::updateResourceList();
     });
     for (int round = 0; round < 100; ++round)
     {
-        ResourceDialog dialog(nullptr);
+        Dialog dialog;
         dialog.show();
-        EXPECT_EQ(listed(dialog), "A B C ");
+        EXPECT_EQ(dialog.listed(), "ABC");
     }
     searches.join();
 }
