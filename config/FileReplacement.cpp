@@ -60,7 +60,7 @@ bool isForbidden(int error)
 
 bool isUnsupported(int error)
 {
-    return error == EINVAL || error == ENOSYS || error == EOPNOTSUPP || error == EISDIR;
+    return error == EINVAL || error == ENOSYS || error == EOPNOTSUPP;
 }
 
 class Descriptor
@@ -278,7 +278,7 @@ public:
     NewFile(int folder, mode_t mode) : NewFile(folder)
     {
         // An unnamed file gets its name through this folder.
-        if (::access("/proc/self/fd", X_OK) == 0)
+        if (::faccessat(AT_FDCWD, "/proc/self/fd", X_OK, 0) == 0)
             m_descriptor = Descriptor(::openat(folder, ".", O_TMPFILE | O_RDWR | O_CLOEXEC, mode));
         else
             errno = EOPNOTSUPP;
@@ -349,7 +349,7 @@ bool NewFile::takeGroupOf(const struct stat& old)
     // EINVAL: this user namespace has no such owner.
     if (errno != EPERM && errno != EINVAL)
         throwError(errno, "fchown");
-    return own.st_gid == old.st_gid || ::fchown(m_descriptor.get(), static_cast<uid_t>(-1), old.st_gid) == 0;
+    return ::fchown(m_descriptor.get(), static_cast<uid_t>(-1), old.st_gid) == 0;
 }
 
 void NewFile::beLike(const OldFile& old)

@@ -15,30 +15,14 @@ using KyVisa::ModernConfigurationFile;
 namespace
 {
 
-std::string bytesOf(const std::string& path)
-{
-    std::string bytes;
-    KyVisa::readFile(path, bytes);
-    return bytes;
-}
-
-/// The lines in upper case, without a carriage return, and without those that are blank.
+/// The lines in upper case, without the blanks at their ends.
 std::set<std::string> linesOf(const std::string& text)
 {
-    std::set<std::string> lines;
+    std::set<std::string> lines = {""};
     std::istringstream stream(ModernConfigurationFile::upperCase(text));
     for (std::string line; std::getline(stream, line);)
-    {
-        if (line.find_first_not_of(" \t\r") != std::string::npos)
-            lines.insert(line.substr(0, line.size() - (line.back() == '\r' ? 1 : 0)));
-    }
+        lines.insert(line.substr(0, line.find_last_not_of(" \t\r") + 1));
     return lines;
-}
-
-void require(bool holds)
-{
-    if (!holds)
-        __builtin_trap();
 }
 
 } // namespace
@@ -46,45 +30,36 @@ void require(bool holds)
 /// The first byte chooses what happens to the file that the others are.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    static const auto folder = [] {
-        std::string path = (std::filesystem::exists("/dev/shm") ? "/dev/shm" : ".") + std::string("/fuzz.XXXXXX");
-        return std::string(::mkdtemp(path.data()));
-    }();
+    static std::string folder = std::filesystem::exists("/dev/shm") ? "/dev/shm/fuzz.XXXXXX" : "fuzz.XXXXXX";
+    static const std::string path = std::string(::mkdtemp(folder.data())) + "/visa.conf";
     const unsigned choice = size == 0 ? 0 : data[0];
-    const std::string path = folder + "/visa.conf";
     std::string old = (choice & 1U) != 0 ? ModernConfigurationFile::GetVersionString() + '\n' : "";
-    old.append(data + (size == 0 ? 0 : 1), data + size);
+    old.append(data + std::min<std::size_t>(size, 1), data + size);
+    ModernConfigurationFile file(path), again(path);
+    std::string saved, copy, safe;
+    const auto save = [&] {
+        std::ofstream(path, std::ios::binary) << old;
+        file.save();
+        static_cast<void>(KyVisa::readFile(path, saved) && KyVisa::readFile(path + ".~1~", copy));
+        std::filesystem::remove(path + ".~1~");
+        const auto now = linesOf(safe += saved), inDanger = linesOf(old);
+        if (copy != old && (!copy.empty() || !std::includes(now.begin(), now.end(), inDanger.begin(), inDanger.end())))
+            __builtin_trap();
+    };
     std::ofstream(path, std::ios::binary) << old;
-
-    ModernConfigurationFile file(path);
-    std::string seen = ModernConfigurationFile::GetVersionString() + '\n';
     if ((choice & 2U) != 0)
-    {
         file.parse(file.m_aliases, file.m_resources, file.m_provider);
-        seen += ":Provider=" + std::to_string(file.m_provider) + '\n';
-        for (const std::string& resource : file.m_resources)
-            seen += resource + '\n';
-        for (const auto& [alias, resource] : file.m_aliases)
-            seen += alias + '=' + resource + '\n';
-    }
-    if ((choice & 4U) != 0)
-        file.m_aliases.clear();
+    save(); // what was read, or nothing
     if ((choice & 8U) != 0)
         file.m_aliases[old] = old;
-    file.save();
-
-    const std::string saved = bytesOf(path);
-    const auto count = static_cast<std::size_t>(std::count(saved.begin(), saved.end(), '\n'));
-    require(count == 2 + file.m_resources.size() + file.m_aliases.size());
-    const std::set<std::string> safe = linesOf(seen + saved);
-    const std::set<std::string> inDanger = linesOf(old);
-    const std::string copy = bytesOf(path + ".~1~");
-    require(copy == old || (copy.empty() && std::includes(safe.begin(), safe.end(), inDanger.begin(), inDanger.end())));
-    std::filesystem::remove(path + ".~1~");
-
-    ModernConfigurationFile again(path);
+    if ((choice & 4U) != 0)
+        file.m_resources.clear();
+    save();
     again.parse(again.m_aliases, again.m_resources, again.m_provider);
-    require((choice & 8U) != 0 || (again.m_provider == file.m_provider && again.m_aliases == file.m_aliases &&
-                                   again.m_resources == file.m_resources));
+    const auto lines = static_cast<std::size_t>(std::count(saved.begin(), saved.end(), '\n'));
+    if (lines != 2 + file.m_resources.size() + file.m_aliases.size() ||
+        ((choice & 8U) == 0 && (again.m_provider != file.m_provider || again.m_aliases != file.m_aliases ||
+                                again.m_resources != file.m_resources)))
+        __builtin_trap();
     return 0;
 }
