@@ -21,8 +21,8 @@ struct ParsedResource
 };
 
 /// Parses the name of a serial, GPIB, TCP/IP or USB resource, with keywords in any letter case. Returns nothing for
-/// other names, and for one whose expansion does not fit into VI_FIND_BUFLEN. Boards and USB IDs are 0 to 65535, ports 1 to 65535, GPIB addresses 0 to 30; INSTR and SOCKET are no
-/// hosts. Any thread may call.
+/// other names, and for one whose expansion does not fit into VI_FIND_BUFLEN. Boards and USB IDs are 0 to 65535, ports
+/// 1 to 65535, GPIB addresses 0 to 30; INSTR and SOCKET are no hosts. Any thread may call.
 [[nodiscard]] std::optional<ParsedResource> parseResourceName(const std::string& name);
 
 } // namespace standin
