@@ -306,9 +306,9 @@ TEST(Saving, KeepsWhatTwoWriteAtTheSameTime)
         for (int number = 0; number < 50; ++number)
             replaceBy(writer + std::to_string(number));
     };
-    const pid_t other = start([&] { write('a'); });
+    const pid_t second = start([&] { write('a'); });
     write('b');
-    EXPECT_EQ(endOf(other), 0);
+    EXPECT_EQ(endOf(second), 0);
     const auto texts = copies();
     std::set<std::string> all(texts.begin(), texts.end());
     EXPECT_TRUE(all.insert(readFile("visa.conf")).second);
