@@ -203,7 +203,7 @@ bool fail(const OldFile& old, long call, const std::string& vital)
 {
     prepare(old.text);
     failed = "";
-    fs::create_symlink("../work/visa.conf.second", "visa.conf.first");
+    fs::create_symlink(fs::path("..") / fs::current_path().filename() / "visa.conf.second", "visa.conf.first");
     fs::create_symlink("visa.conf", "visa.conf.second");
     if (old.text.empty() && fs::remove("visa.conf"))
         grantedList.clear();
