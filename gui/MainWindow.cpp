@@ -252,8 +252,12 @@ int MainWindow::selectedRow() const
 
 void MainWindow::selectRowAfterRemoval(int first, int last)
 {
+    // The view selects the row that follows the current one, also where nothing was selected.
     if (m_selectedBeforeRemoval < 0)
+    {
+        ui->resourceView->clearSelection();
         return;
+    }
     // The model announces one row too many, so the view's own selection is wrong.
     int row = m_selectedBeforeRemoval;
     if (row >= last)

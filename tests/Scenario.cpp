@@ -268,6 +268,7 @@ const std::map<QString, std::function<void(Words)>> commands = {
     {"keys", pressKeys},
     {"choose", [](Words words) { choose(named(words.value(1)), number(words, 2)); }},
     {"edit", edit},
+    {"remove", [](Words words) { named<QTableView>("resourceView").model()->removeRow(number(words, 1)); }},
     {"double", [](Words words) { doubleClick(named<QAbstractItemView>(words.value(1)), number(words, 2)); }},
     {"board", changeBoard},
     {"click", [](Words words) { click(number(words, 1)); }},
