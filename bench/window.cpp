@@ -10,7 +10,6 @@
 
 #include <QApplication>
 #include <QDialogButtonBox>
-#include <QElapsedTimer>
 #include <QLineEdit>
 #include <QPaintEvent>
 #include <QPushButton>

@@ -6,13 +6,12 @@
 #include "NetworkServices.h"
 #include "SdBus.h"
 
-#include <queue>
-
 #include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <queue>
 #include <set>
 
 #include <net/if.h>
