@@ -191,7 +191,7 @@ public:
           m_readable(::openat(m_descriptor.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC))
     {
         removeLeftOvers();
-        // A folder that does not open for reading, or has no locks, is used without.
+        // A folder that does not open for reading, or has no locks, is used without a lock.
         for (int count = 0; count < maximumLockAttempts; ++count)
         {
             if (::flock(m_readable.get(), LOCK_SH | LOCK_NB) == 0 || errno != EWOULDBLOCK)
