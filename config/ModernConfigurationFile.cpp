@@ -258,7 +258,7 @@ void ModernConfigurationFile::addAliases(const std::vector<std::string_view>& li
     const std::vector<std::string_view> grouped = groupedByBucket(lines, m_aliases);
     for (std::size_t index = 0; index < grouped.size(); ++index)
     {
-        // The lines of a group lie far apart in the text.
+        // The lines of a group lie far apart in the text, so request them before they are needed.
         if (index + linesAhead < grouped.size())
         {
             __builtin_prefetch(&grouped[index + linesAhead].front());
