@@ -1,8 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
 // SPDX-License-Identifier: MIT
 
-// A window with a tool bar of texts and an empty table, as Qt makes it. With an argument, it draws without OpenGL.
-// It has no icons, so it is a faster peer than one that decodes some.
+// A window with this program's tool bar and an empty table, as Qt makes it. With an argument, it draws without OpenGL.
 
 #include <QApplication>
 #include <QMainWindow>
@@ -16,8 +15,9 @@ int main(int argc, char** argv)
     const QApplication application(argc, argv);
     QMainWindow window;
     auto* toolBar = window.addToolBar(QStringLiteral("toolBar"));
-    for (const char* text : {"Add", "Remove", "Edit", "Find", "Properties", "Save", "Close"})
-        toolBar->addAction(QLatin1String(text));
+    for (const char* icon : {"Neu_transp4d09c92bc222a", "Minus", "Edit_trans4d09c5d42eda5", "Suchen_tra4d09cbe82cb7b",
+                             "Einstellun4d09c60e647ef", "Speichern_4d09cb08d5fcd", "Power_Off4e1edc2c60f47"})
+        toolBar->addAction(QIcon(QStringLiteral(":/icons/%1.ico").arg(QLatin1String(icon))), QLatin1String(icon));
     window.setCentralWidget(new QTableWidget(0, 2, &window));
     window.resize(600, 400);
     window.show();

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <fstream>
 #include <limits>
+#include <numeric>
 #include <unordered_set>
 #include <utility>
 
@@ -65,6 +66,32 @@ std::string meaningOf(std::string_view line)
     if (line.front() == ':' || line.front() == '#' || separator == std::string_view::npos)
         return std::string(line);
     return ModernConfigurationFile::upperCase(std::string(line.substr(0, separator))).append(line.substr(separator));
+}
+
+/// Returns the key of a line that contains '='.
+std::string aliasOf(std::string_view line)
+{
+    return ModernConfigurationFile::upperCase(std::string(line.substr(0, line.find('='))));
+}
+
+/// Returns alias lines in the order of the map's buckets, roughly. Lines of the same alias stay in their order.
+///
+/// In the order of a long file, each line needs another part of the map, and adding it waits for the memory.
+std::vector<std::string_view> groupedByBucket(const std::vector<std::string_view>& lines, const AliasMap& map)
+{
+    constexpr std::size_t groupSize = 4096; // buckets: they and their entries fit into a processor's cache
+    std::vector<std::size_t> groups(lines.size());
+    std::transform(lines.begin(), lines.end(), groups.begin(),
+                   [&](std::string_view line) { return map.bucket(aliasOf(line)) / groupSize; });
+
+    std::vector<std::size_t> places(map.bucket_count() / groupSize + 2); // where the next line of each group goes
+    for (const std::size_t group : groups)
+        ++places[group + 1];
+    std::partial_sum(places.begin(), places.end(), places.begin());
+    std::vector<std::string_view> grouped(lines.size());
+    for (std::size_t index = 0; index < lines.size(); ++index)
+        grouped[places[groups[index]]++] = lines[index];
+    return grouped;
 }
 
 void append(std::string& text, std::string_view part)
@@ -158,7 +185,9 @@ void ModernConfigurationFile::parse(AliasMap& aliases, std::vector<std::string>&
     {
         std::string text;
         const bool whole = readFile(m_fileName, text);
-        std::vector<std::string> skipped = readLines(text);
+        std::vector<std::string_view> aliasLines;
+        std::vector<std::string> skipped = readLines(text, aliasLines);
+        addAliases(aliasLines, skipped);
         if (whole)
             m_known = std::make_shared<const KnownText>(KnownText{std::move(text), std::move(skipped)});
     }
@@ -171,9 +200,9 @@ void ModernConfigurationFile::parse(AliasMap& aliases, std::vector<std::string>&
     provider = m_provider;
 }
 
-std::vector<std::string> ModernConfigurationFile::readLines(std::string_view text)
+std::vector<std::string> ModernConfigurationFile::readLines(std::string_view text,
+                                                            std::vector<std::string_view>& aliasLines)
 {
-    m_aliases.reserve(static_cast<std::size_t>(std::count(text.begin(), text.end(), '=')));
     std::vector<std::string> skipped;
     std::string_view effective; // the provider line that counts
     std::size_t provider = findProvider(text, 0);
@@ -184,7 +213,7 @@ std::vector<std::string> ModernConfigurationFile::readLines(std::string_view tex
         // A provider counts anywhere in a line, also in a comment or an alias.
         if (provider >= end)
         {
-            readEntry(line, skipped);
+            readEntry(line, aliasLines, skipped);
             continue;
         }
         if (!effective.empty())
@@ -209,21 +238,36 @@ std::vector<std::string> ModernConfigurationFile::readLines(std::string_view tex
     return skipped;
 }
 
-void ModernConfigurationFile::readEntry(std::string_view line, std::vector<std::string>& skipped)
+void ModernConfigurationFile::readEntry(std::string_view line, std::vector<std::string_view>& aliasLines,
+                                        std::vector<std::string>& skipped)
 {
     if (line.empty())
         return;
-    const std::size_t separator = line.find('=');
     if (line.front() == ':' || line.front() == '#')
         skipped.emplace_back(line);
-    else if (separator == std::string_view::npos)
+    else if (line.find('=') == std::string_view::npos)
         m_resources.emplace_back(line);
     else
+        aliasLines.push_back(line);
+}
+
+void ModernConfigurationFile::addAliases(const std::vector<std::string_view>& lines, std::vector<std::string>& skipped)
+{
+    constexpr std::size_t linesAhead = 8;
+    m_aliases.reserve(lines.size());
+    const std::vector<std::string_view> grouped = groupedByBucket(lines, m_aliases);
+    for (std::size_t index = 0; index < grouped.size(); ++index)
     {
-        const std::string_view resource = line.substr(separator + 1);
-        const auto [entry, isNew] = m_aliases.try_emplace(upperCase(std::string(line.substr(0, separator))), resource);
+        // The lines of a group lie far apart in the text, so request them before they are needed.
+        if (index + linesAhead < grouped.size())
+        {
+            __builtin_prefetch(&grouped[index + linesAhead].front());
+            __builtin_prefetch(&grouped[index + linesAhead].back());
+        }
+        const std::string_view resource = grouped[index].substr(grouped[index].find('=') + 1);
+        const auto [entry, isNew] = m_aliases.try_emplace(aliasOf(grouped[index]), resource);
         if (isNew || entry->second == resource)
-            return;
+            continue;
         skipped.push_back(entry->first + "=" + entry->second);
         entry->second = resource;
     }

@@ -69,8 +69,10 @@ public:
 
 private:
     /// Returns the skipped lines.
-    std::vector<std::string> readLines(std::string_view text);
-    void readEntry(std::string_view line, std::vector<std::string>& skipped);
+    std::vector<std::string> readLines(std::string_view text, std::vector<std::string_view>& aliasLines);
+    void readEntry(std::string_view line, std::vector<std::string_view>& aliasLines, std::vector<std::string>& skipped);
+    /// Adds the lines of replaced aliases to `skipped`.
+    void addAliases(const std::vector<std::string_view>& lines, std::vector<std::string>& skipped);
     [[nodiscard]] bool wouldLose(const std::string& oldText, std::string_view newText) const;
     [[nodiscard]] std::string text() const;
 };

@@ -28,7 +28,8 @@ bool isSerialPort(udev_device* device)
 std::vector<std::string> serialPortResources()
 {
     std::vector<std::string> resources;
-    for (const UdevDevice& device : udevDevices("tty"))
+    // udev opens each device. Most are virtual terminals: tty0, tty1, ...
+    for (const UdevDevice& device : udevDevices("tty", {"[!t]*", "tty[!0-9]*"}))
     {
         if (isSerialPort(device.get()))
             resources.push_back("ASRL" + std::to_string(resources.size() + 1) + "::INSTR");

@@ -3,6 +3,8 @@
 
 #include "Udev.h"
 
+#include <algorithm>
+
 #include <libudev.h>
 
 namespace standin
@@ -28,15 +30,18 @@ void UdevRelease::operator()(udev_device* device) const
     udev_device_unref(device);
 }
 
-std::vector<UdevDevice> udevDevices(const char* subsystem)
+std::vector<UdevDevice> udevDevices(const char* subsystem, std::initializer_list<const char*> names)
 {
     std::vector<UdevDevice> devices;
     const Udev context(udev_new());
     if (!context)
         return devices;
     const std::unique_ptr<udev_enumerate, EnumerationRelease> enumeration(udev_enumerate_new(context.get()));
+    const auto addName = [&](const char* name) {
+        return udev_enumerate_add_match_sysname(enumeration.get(), name) >= 0;
+    };
     if (!enumeration || udev_enumerate_add_match_subsystem(enumeration.get(), subsystem) < 0 ||
-        udev_enumerate_scan_devices(enumeration.get()) < 0)
+        !std::all_of(names.begin(), names.end(), addName) || udev_enumerate_scan_devices(enumeration.get()) < 0)
         return devices;
 
     udev_list_entry* entry = nullptr;

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -22,9 +23,9 @@ struct UdevRelease
 using Udev = std::unique_ptr<udev, UdevRelease>;
 using UdevDevice = std::unique_ptr<udev_device, UdevRelease>;
 
-/// Returns the devices of a udev subsystem, in no particular order. Empty if udev fails. Each device keeps the udev
-/// context alive; use both in one thread.
-[[nodiscard]] std::vector<UdevDevice> udevDevices(const char* subsystem);
+/// Returns the devices of a udev subsystem whose names match one of the patterns, or all without patterns, in no
+/// particular order. Empty if udev fails. Each device keeps the udev context alive; use both in one thread.
+[[nodiscard]] std::vector<UdevDevice> udevDevices(const char* subsystem, std::initializer_list<const char*> names = {});
 
 /// A sysfs attribute, or an empty text.
 [[nodiscard]] std::string udevAttribute(udev_device* device, const char* name);
