@@ -5,7 +5,7 @@
 #include "config/ConfigurationFile.h"
 #include "config/ModernConfigurationFile.h"
 
-#include <set>
+#include <map>
 
 #include <gmock/gmock.h>
 
@@ -18,61 +18,50 @@ using ::testing::ElementsAre;
 namespace
 {
 
-std::string resourceAt(std::size_t index)
+const std::string version = ":KyVisaConfigurationFileVersion01";
+const std::string longText(100000, 'x');
+
+/// Entry `index` of the store.
+std::string at(std::size_t index)
 {
     std::string alias = "stale";
     const std::string resource = ConfigurationFile::getInstance().getResource(index, alias);
-    return resource + "," + alias;
-}
-
-/// What the file yields, with the aliases in their order.
-std::string read(const std::string& file)
-{
-    if (!ModernConfigurationFile::isParseAble(file))
-        return "not ours";
-    KyVisa::AliasMap aliases;
-    std::vector<std::string> resources;
-    KyVisa::ProviderId provider = 0;
-    ModernConfigurationFile(file).parse(aliases, resources, provider);
-    std::string result = std::to_string(provider);
-    for (const std::string& resource : resources)
-        result += " [" + resource + "]";
-    for (const auto& [alias, resource] : std::map(aliases.begin(), aliases.end()))
-        result += " [" + alias + "=" + resource + "]";
-    return result;
+    return alias + "=" + resource;
 }
 
 } // namespace
 
-TEST(File, IsReadByLines)
+// The text of a file, and what it yields: the provider, the resources, and the aliases in their order.
+TABLE(File, IsReadByLines, Row{"Empty", "", "not ours"},
+      Row{"Later", ":KyVisaConfigurationFileVersion02\nR", "not ours"},
+      Row{"Cut", ":KyVisaConfigurationFileVersion0", "not ours"}, Row{"Marked", "\xef\xbb\xbf" + version, "not ours"},
+      Row{"Version", version, "3996"}, Row{"Returns", version + "\r\nR", "3996 R"},
+      Row{"Resources", version + "\nR1\n\nR2\nR1\n R", "3996 R1 R2 R1  R"},
+      Row{"Aliases", version + "\nscope = X=y\n=Z\n\xe4z=\xe4", "3996 =Z SCOPE = X=y \xe4Z=\xe4"},
+      Row{"AliasTwice", version + "\nscope=A\nSCOPE=B", "3996 SCOPE=B"},
+      Row{"Letters", version + "\n@az[`{=a", "3996 @AZ[`{=a"},
+      Row{"Skipped", version + "\n:SerialProperty[DeviceNo=1].Baudrate=1\n#no\n:no=1\nyes\r", "3996 yes\r"},
+      Row{"LongLine", version + "\n" + longText, "3996 " + longText},
+      Row{"Provider", version + "\n:Provider=4086\nA=X", "4086 A=X"},
+      Row{"InAComment", version + "\n#:Provider=12", "12"}, Row{"InAnAlias", version + "\na=:Provider= +13x", "13"},
+      Row{"TooLarge", version + "\n:Provider=70000", "4464"},
+      Row{"Negative", version + "\n:Provider=7\n:Provider=-1", "65535"},
+      Row{"NoNumber", version + "\nA=1\n:Provider=abc\nB=2", "3996 A=1"},
+      Row{"MuchTooLarge", version + "\n:Provider=7\n:Provider=99999999999\nB=2", "7"})
 {
-    const std::string version = ":KyVisaConfigurationFileVersion01";
-    const std::string longLine(100000, 'x');
-    const std::string longResult = " [" + longLine + "] [" + std::string(100000, 'X') + "=" + longLine + "]";
-    const std::vector<std::pair<std::string, std::string>> rows = {
-        {"", "not ours"},
-        {version, "3996"},
-        {version + "\r\nR", "3996 [R]"},
-        {":KyVisaConfigurationFileVersion02\nR", "not ours"},
-        {":KyVisaConfigurationFileVersion0", "not ours"},
-        {"\xef\xbb\xbf" + version + "\n", "not ours"},
-        {version + "\n:Provider=4086\n:SerialProperty[DeviceNo=1].Baudrate=1\nR1\nR2\nR1\nA=X",
-         "4086 [R1] [R2] [R1] [A=X]"},
-        {version + "\nscope=A\nSCOPE=B", "3996 [SCOPE=B]"},
-        {version + "\nscope = X=y\n=Z\n R\n\n#no\n:no=1\nyes\r", "3996 [ R] [yes\r] [=Z] [SCOPE = X=y]"},
-        {version + "\n\xe4z=\xe4", "3996 [\xe4Z=\xe4]"},
-        {version + "\n" + longLine + "=" + longLine + "\n" + longLine, "3996" + longResult},
-        {version + "\n#:Provider=12", "12"},
-        {version + "\na=:Provider= +13x", "13"},
-        {version + "\n:Provider=70000", "4464"},
-        {version + "\n:Provider=7\n:Provider=-1", "65535"},
-        {version + "\nA=1\n:Provider=abc\nB=2", "3996 [A=1]"},
-        {version + "\n:Provider=7\n:Provider=99999999999\nB=2", "7"}};
-    for (const auto& [text, expected] : rows)
-    {
-        writeFile("visa.conf", text);
-        EXPECT_EQ(read("visa.conf"), expected) << text.substr(0, 100);
-    }
+    writeFile("visa.conf", GetParam().text);
+    ModernConfigurationFile file("visa.conf");
+    KyVisa::AliasMap aliases;
+    std::vector<std::string> resources;
+    KyVisa::ProviderId provider = 0;
+    file.parse(aliases, resources, provider);
+    file.parse(aliases, resources, provider); // in place of what the first reading has found
+    std::string result = std::to_string(provider);
+    for (const std::string& resource : resources)
+        result += " " + resource;
+    for (const auto& [alias, resource] : std::map(aliases.begin(), aliases.end()))
+        result += " " + alias + "=" + resource;
+    EXPECT_EQ(ModernConfigurationFile::isParseAble("visa.conf") ? result : "not ours", GetParam().expected);
 }
 
 TEST(Service, AnswersInAnyLetterCase)
@@ -88,57 +77,14 @@ TEST(Service, AnswersInAnyLetterCase)
     EXPECT_EQ(name, "USB0::a");
 }
 
-TEST(Search, TriesTheEnvironmentTheWorkingDirectoryAndTheHome)
-{
-    const auto search = ConfigurationFile::searchConfigFile;
-    const std::filesystem::path own = World::configurationFile();
-    const std::string local = std::filesystem::absolute("visa.conf");
-    EXPECT_EQ(search(false), "");
-    EXPECT_FALSE(std::filesystem::exists(own.parent_path()));
-    ::umask(0);
-    EXPECT_EQ(search(true), own);
-    EXPECT_EQ(std::filesystem::status(own.parent_path()).permissions(), std::filesystem::perms::owner_all);
-    EXPECT_FALSE(std::filesystem::exists(own));
-
-    writeFile(own, "");
-    EXPECT_EQ(search(false), own);
-    writeFile(local, "");
-    EXPECT_EQ(search(false), local);
-    ::setenv("KYVISACONFFILE", "/", 1);
-    EXPECT_EQ(search(true), local);
-    ::setenv("KYVISACONFFILE", own.c_str(), 1);
-    EXPECT_EQ(search(false), own);
-
-    ::unsetenv("KYVISACONFFILE");
-    std::filesystem::remove(local);
-    ::setenv("HOME", "/proc/none", 1);
-    EXPECT_EQ(search(true), "");
-    ::unsetenv("HOME");
-    EXPECT_EQ(search(true), "");
-}
-
 TEST(Service, HandsOutEveryAliasOnceWhateverTheOrderOfAsking)
 {
     ConfigurationFile& store = ConfigurationFile::getInstance();
-    std::vector<KyVisa::ResourceAliasPair> pairs = {{"first", ""}, {"none", "empty"}};
-    for (int number = 0; number < 500; ++number)
-        pairs.emplace_back(std::to_string(number), "A" + std::to_string(number));
-    store.setData(pairs);
-    std::vector<std::string> forward(502);
-    for (std::size_t index = 0; index < 502; ++index)
-        forward[index] = resourceAt(index);
-    std::vector<std::string> backward(502);
-    for (std::size_t index = 502; index-- > 0;)
-        backward[index] = resourceAt(index);
-    EXPECT_EQ(backward, forward);
-    EXPECT_THAT(std::set<std::string>(forward.begin(), forward.end()), ::testing::SizeIs(502));
-
-    EXPECT_EQ(resourceAt(250), forward[250]);
-    store.m_aliases.erase(forward[250].substr(forward[250].find(',') + 1));
-    EXPECT_EQ(resourceAt(251), forward[252]);
-    EXPECT_EQ(resourceAt(501), ",");
-    store.setData({{"1", "A1"}, {"2", "A2"}});
-    EXPECT_THAT((std::vector{resourceAt(0), resourceAt(1)}), ::testing::UnorderedElementsAre("1,A1", "2,A2"));
+    store.setData({{"PLAIN", ""}, {"1", "A"}, {"2", "B"}, {"3", "C"}});
+    EXPECT_THAT((std::vector{at(0), at(4)}), ElementsAre("=PLAIN", "="));
+    const std::vector forward = {at(1), at(2), at(3)};
+    EXPECT_THAT((std::vector{at(3), at(2), at(1)}), ElementsAre(forward[2], forward[1], forward[0]));
+    EXPECT_THAT(forward, ::testing::UnorderedElementsAre("A=1", "B=2", "C=3"));
 }
 
 TEST(Service, ReloadsAfterASaveAndOnlyThenKnowsLowerCaseAliases)
@@ -151,7 +97,6 @@ TEST(Service, ReloadsAfterASaveAndOnlyThenKnowsLowerCaseAliases)
 
     store.setData({{"X", "scope"}, {"Y", "twice"}, {"Z", "twice"}, {"plain", ""}, {"plain", ""}});
     store.m_serialProperties = {{1, {19200, 8, 0, 0, 0}}};
-    store.setProvider(7);
     std::string name = "scope";
     EXPECT_FALSE(store.replaceAlias(name));
     store.save();
@@ -161,11 +106,47 @@ TEST(Service, ReloadsAfterASaveAndOnlyThenKnowsLowerCaseAliases)
     EXPECT_TRUE(store.m_serialProperties.empty());
     EXPECT_TRUE(store.getSerialProperties(1, properties) && store.getGpibProperties(1, board));
     EXPECT_TRUE(properties == KyVisa::SSerialProperties() && board == KyVisa::SGpibProperties());
+}
 
+TEST(Service, LoadsWhatAnotherProgramHasWritten)
+{
+    ConfigurationFile& store = ConfigurationFile::getInstance();
+    writeConfiguration(":Provider=7\n");
+    store.load(); // The store does not know the file yet, and searches again.
+    EXPECT_EQ(store.m_provider, 7);
     writeConfiguration(":Provider=8\n");
     EXPECT_EQ(ConfigurationFile::getInstance().m_provider, 8);
     store.setProvider(9);
     EXPECT_EQ(ConfigurationFile::getInstance().m_provider, 9);
     writeFile(World::configurationFile(), "no longer ours");
     EXPECT_EQ(ConfigurationFile::getInstance().m_provider, 9);
+}
+
+TEST(Search, TriesTheEnvironmentTheWorkingDirectoryAndTheHome)
+{
+    const auto search = ConfigurationFile::searchConfigFile;
+    const std::filesystem::path own = World::configurationFile();
+    EXPECT_EQ(search(false), "");
+    EXPECT_EQ(ConfigurationFile::getInstance().fileToSave(), own);
+    EXPECT_FALSE(std::filesystem::exists(own.parent_path()));
+    ::umask(0);
+    EXPECT_EQ(search(true), own);
+    EXPECT_EQ(std::filesystem::status(own.parent_path()).permissions(), std::filesystem::perms::owner_all);
+
+    writeFile(own, "");
+    EXPECT_EQ(search(false), own);
+    const std::string local = std::filesystem::absolute("visa.conf");
+    writeFile(local, "");
+    EXPECT_EQ(search(false), local);
+    ::setenv("KYVISACONFFILE", "/", 1);
+    EXPECT_EQ(search(false), local);
+    ::setenv("KYVISACONFFILE", own.c_str(), 1);
+    EXPECT_EQ(search(false), own);
+
+    ::unsetenv("KYVISACONFFILE");
+    std::filesystem::remove(local);
+    ::setenv("HOME", "/proc/none", 1);
+    EXPECT_EQ(search(true), "");
+    ::unsetenv("HOME");
+    EXPECT_EQ(search(true), "");
 }
