@@ -1,0 +1,267 @@
+// SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
+// SPDX-License-Identifier: MIT
+
+#include "World.h"
+#include "gui/ConfigurationModel.h"
+#include "gui/GpibBoards.h"
+#include "gui/MainWindow.h"
+#include "gui/PropertyDialog.h"
+#include "gui/ResourceDialog.h"
+#include "gui/ResourceString.h"
+
+#include <QtTest>
+#include <QtWidgets>
+
+#include <thread>
+
+using Model = ConfigurationModel;
+
+namespace
+{
+
+/// The names that a search listed, how often it asked for the next one, and what it closed.
+QString searched(const QStringList& names)
+{
+    const QString calls = QString::fromStdString(readFile("log")).section("viFindRsrc", -1);
+    const QString closed = calls.section("viClose ", 1).remove("viClose ").simplified();
+    return QString("%1, %2 asked, %3 closed").arg(names.join(' ')).arg(calls.count("viFindNext")).arg(closed);
+}
+
+/// Lets a search that waits for the gate end, once the dialog shows that it waits.
+class Dialog : public gui::ResourceDialog
+{
+public:
+    Dialog() : ResourceDialog(nullptr) {}
+
+    QStringList listed() const
+    {
+        QStringList names;
+        for (const auto* item : list.findItems("*", Qt::MatchWildcard))
+            names += item->text();
+        return names;
+    }
+
+    QListWidget& list = *findChild<QListWidget*>();
+    bool waited = false;
+
+protected:
+    bool event(QEvent* event) override
+    {
+        if (event->type() == QEvent::CursorChange && cursor().shape() == Qt::WaitCursor)
+        {
+            waited = !findChild<QDialogButtonBox*>()->isEnabled() && !findChild<QToolButton*>()->isEnabled();
+            writeFile("gate", "");
+        }
+        return ResourceDialog::event(event);
+    }
+};
+
+} // namespace
+
+// The number of the interface type, and the port.
+TABLE(ResourceString, IsComposedOfItsTrimmedParts, Row{"Vxi11", "0 9", "TCPIP1::h::inst2::INSTR"},
+      Row{"HiSlip", "1 4881", "TCPIP1::h::hislip2,4881::INSTR"},
+      Row{"HiSlipOnItsPort", "1 4880", "TCPIP1::h::hislip2::INSTR"},
+      Row{"HiSlipOnItsPortWithABlank", "1  4880", "TCPIP1::h::hislip2, 4880::INSTR"},
+      Row{"HiSlipWithoutPort", "1 ", "TCPIP1::h::hislip2::INSTR"}, Row{"Socket", "2  3 ", "TCPIP1::h::3::SOCKET"},
+      Row{"SocketWithoutPort", "2  ", "TCPIP1::h::SOCKET"}, Row{"Kyib", "3 9", "KYIB::h"},
+      Row{"Usb", "4 9", "USB1::v::p::s::INSTR"}, Row{"Serial", "5 9", "ASRL1::INSTR"}, Row{"Gpib", "6 9", ""},
+      Row{"NoType", "-1 9", ""})
+{
+    const QString text = QString::fromStdString(GetParam().text);
+    const gui::ResourceParts parts = {" 1 ", " h ", " 2 ", text.section(' ', 1), " v ", " p ", " s "};
+    EXPECT_EQ(gui::composeResourceString(text.section(' ', 0, 0).toInt(), parts).toStdString(), GetParam().expected);
+}
+
+// The search for all resources skips what fails. The one for ports ends at the first status but success.
+TABLE(Searches, ListWhatWorksAndCloseWhatTheyOpened,
+      Row{"Success", "", "ASRL1 ASRL2 ü, 2 asked, 2 1 closed; ASRL2 ASRL1, 2 asked, 2 1 closed"},
+      Row{"Warning", "find=1", ", 0 asked, 1 closed; ASRL2 ASRL1, 2 asked, 2 1 closed"},
+      Row{"Error", "find=-1", ", 0 asked, 1 closed; , 0 asked, 1 closed"},
+      Row{"CountOfZero", "count=0", ", 0 asked, 1 closed; , 0 asked, 2 1 closed"},
+      Row{"CountTooSmall", "count=1", "ASRL2, 0 asked, 2 1 closed; ASRL2, 1 asked, 2 1 closed"},
+      Row{"CountTooLarge", "count=9999", "ASRL1 ASRL2 ü, 4098 asked, 2 1 closed; ASRL2 ASRL1, 2 asked, 2 1 closed"},
+      Row{"WarningOfTheNext", "next1=1", "ASRL1 ASRL2, 2 asked, 2 1 closed; ASRL2, 1 asked, 2 1 closed"},
+      Row{"ErrorOfTheNext", "next1=-1", "ASRL1 ASRL2, 2 asked, 2 1 closed; ASRL2, 1 asked, 2 1 closed"},
+      Row{"NoSession", "open=-1", "ASRL1 ASRL2 ü, 2 asked, 2 0 closed; ASRL2 ASRL1, 2 asked, 2 0 closed"})
+{
+    writeFile("script", "ASRL2 ü ASRL1 " + GetParam().text);
+    Dialog::updateResourceList();
+    const QString all = searched(Dialog().listed());
+    Model model(nullptr);
+    const gui::PropertyDialog dialog(model, nullptr);
+    const auto* box = dialog.findChild<QComboBox*>("comboBoxSerialInterface");
+    QStringList ports;
+    for (int index = 0; index < box->count(); ++index)
+        ports += box->itemText(index);
+    EXPECT_EQ((all + "; " + searched(ports)).toStdString(), GetParam().expected);
+}
+
+TEST(Model, LabelsItsColumnsAndSignalsItsRowsOneBeyondTheLast)
+{
+    writeConfiguration("R\nS\n");
+    Model model(nullptr);
+    QStringList log;
+    const auto noted = [&log](const char* name) {
+        return [&log, name](auto, int first, int last) { log += QString("%1 %2-%3").arg(name).arg(first).arg(last); };
+    };
+    QObject::connect(&model, &Model::rowsAboutToBeRemoved, noted("removing"));
+    QObject::connect(&model, &Model::rowsRemoved, noted("removed"));
+    QObject::connect(&model, &Model::rowsInserted, noted("inserted"));
+    QObject::connect(&model, &Model::headerDataChanged, noted("header"));
+    QObject::connect(&model, &Model::dataChanged, [&](const QModelIndex& first, const QModelIndex& last) {
+        noted("data")(first, first.row() + first.column(), last.row() * 10 + last.column());
+    });
+    QObject::connect(&model, &Model::dirtyHasChanged, [&](bool isDirty) { log += isDirty ? "dirty" : "clean"; });
+    QObject::connect(&model, &Model::editCompleted, [&](const QString& text) { log += "edited " + text; });
+
+    EXPECT_EQ(model.headerData(0, Qt::Horizontal), "Resource identifier");
+    EXPECT_EQ(model.headerData(1, Qt::Horizontal), "Alias");
+    EXPECT_FALSE(model.headerData(0, Qt::Vertical).isValid());
+    EXPECT_FALSE(model.headerData(0, Qt::Horizontal, Qt::ToolTipRole).isValid());
+    EXPECT_TRUE(model.setData(model.index(0, 0), " R ", Qt::EditRole));
+    EXPECT_TRUE(model.setData(model.index(0, 0), "Q", Qt::DisplayRole));
+    model.add("T", "t");
+    EXPECT_FALSE(model.removeRows(2, 2));
+    EXPECT_TRUE(model.removeRows(0, 1));
+    model.setData(model.index(0, 0), "\t TC=P#I;P::1 2::INSTR \n", Qt::EditRole);
+    model.setData(model.index(0, 1), " my dev:1 ; #x=y ", Qt::EditRole);
+    model.removeSelectedEntry();
+    model.setResource("X");
+    model.loaddata();
+    EXPECT_EQ(log.join(", "),
+              "edited R, dirty, data 0-32, header 0-3, removing 0-1, removed 0-1, data 0-22, header 0-2, "
+              "edited TCPIP::1_2::INSTR, edited my_dev1__xy, clean");
+}
+
+TEST(MainWindow, ShowsTheBeginningOfALongTextAndEditsAllOfIt)
+{
+    const QString longest(255, 'x');
+    const QString longer(100000, 'x');
+    writeConfiguration(longer.toStdString());
+    gui::MainWindow window;
+    auto* view = window.findChild<QTableView*>();
+    EXPECT_TRUE(view->horizontalHeader()->stretchLastSection());
+    const auto* delegate = qobject_cast<QStyledItemDelegate*>(view->itemDelegate());
+    EXPECT_EQ(delegate->displayText(longest, QLocale()), longest);
+    EXPECT_EQ(delegate->displayText(longer, QLocale()), longest + QChar(0x2026));
+    view->edit(view->model()->index(0, 0));
+    EXPECT_EQ(view->viewport()->findChild<QLineEdit*>()->text(), longer);
+}
+
+TEST(MainWindow, SearchesAtTheStartAndKeepsItsSelection)
+{
+    writeConfiguration("A\nB\nC\nD");
+    auto window = std::make_unique<gui::MainWindow>();
+    auto& view = *window->findChild<QTableView*>();
+    view.model()->removeRow(0);
+    EXPECT_FALSE(view.selectionModel()->hasSelection());
+    QTest::keyClick(&view, Qt::Key(QChar::Nbsp));
+    view.selectRow(2);
+    view.model()->removeRow(0);
+    EXPECT_EQ(view.selectionModel()->selectedRows().value(0).row(), 1);
+    QTest::keyClick(&view, Qt::Key(QChar::Nbsp));
+    window.reset();
+    EXPECT_EQ(readFile("log"), "viOpenDefaultRM\nviSetAttribute 1 0xf9c0002 7\nviSetAttribute 1 0xf9c0001 1000\n"
+                               "viFindRsrc 1 ?*\nviClose 1\n");
+}
+
+TEST(ResourceDialog, WaitsVisiblyForASearchThatRunsAndShowsOneThatHasEnded)
+{
+    writeFile("script", "B A gate=30");
+    Dialog builtBefore;
+    std::thread search([] { Dialog::updateResourceList(); });
+    EXPECT_TRUE(QTest::qWaitFor([] { return readFile("log").find("viFindRsrc") != std::string::npos; }, 30000));
+    Dialog builtMeanwhile;
+    Dialog dialog;
+    dialog.show();
+    search.join();
+    EXPECT_TRUE(dialog.waited);
+    EXPECT_EQ(dialog.cursor().shape(), Qt::ArrowCursor);
+    EXPECT_EQ(QGuiApplication::overrideCursor(), nullptr);
+    EXPECT_TRUE(dialog.findChild<QDialogButtonBox*>()->isEnabled());
+    std::filesystem::remove("log");
+    builtBefore.show();
+    builtMeanwhile.show();
+    EXPECT_EQ(builtBefore.listed() + builtMeanwhile.listed() + dialog.listed(),
+              QStringList({"A", "B", "A", "B", "A", "B"}));
+    EXPECT_FALSE(std::filesystem::exists("log"));
+
+    dialog.list.setCurrentRow(1);
+    dialog.hide();
+    dialog.show();
+    EXPECT_EQ(dialog.getResource(), "B");
+}
+
+TEST(ResourceDialog, NeverShowsHalfAList)
+{
+    writeFile("script", "A B C");
+    Dialog::updateResourceList();
+    std::thread searches([] {
+        for (int round = 0; round < 200; ++round)
+            Dialog::updateResourceList();
+    });
+    for (int round = 0; round < 100; ++round)
+    {
+        Dialog dialog;
+        dialog.show();
+        EXPECT_EQ(dialog.listed(), QStringList({"A", "B", "C"}));
+    }
+    searches.join();
+}
+
+TEST(SerialPage, ShowsWhatItsListsDoNotHave)
+{
+    writeFile("script", "ASRL1::INSTR ASRL20::INSTR");
+    Model model(nullptr);
+    model.m_serialProperties = {{7, {1, 2, 3, 4, 5}}, {20, {250000, 9, 3, 5, 4}}};
+    gui::PropertyDialog dialog(model, nullptr);
+    EXPECT_EQ(readFile("log").find("viOpenDefaultRM\nviSetAttribute 1 0xf9c0002 0\nviFindRsrc 1 ASRL?*\nviParseRsrc"),
+              0);
+    dialog.findChild<QComboBox*>("comboBoxSerialInterface")->setCurrentIndex(1);
+    const auto* baudRates = dialog.findChild<QComboBox*>("comboBoxKyBaudrate");
+    EXPECT_EQ(baudRates->currentText(), "250000");
+    EXPECT_EQ(baudRates->currentIndex(), 0);
+    dialog.accept();
+    EXPECT_EQ(model.m_serialProperties,
+              (KyVisa::SerialPropertiesMap{{1, {}}, {7, {1, 2, 3, 4, 5}}, {20, {250000, 9, 255, 255, 6}}}));
+    EXPECT_TRUE(model.isDirty());
+}
+
+TEST(GpibPage, WorksAlthoughNobodySeesIt)
+{
+    Model model(nullptr);
+    model.m_gpibProperties = {{0, {}}, {5, {}}};
+    gui::PropertyDialog dialog(model, nullptr);
+    auto& tree = *dialog.findChild<QTreeWidget*>();
+    const auto row = [&](int board) { return tree.topLevelItem(board)->child(0); };
+    dialog.addDevice();
+    dialog.addDevice();
+    dialog.addDevice();
+    dialog.removeDevice(); // none is selected
+    tree.setCurrentItem(tree.topLevelItem(3));
+    dialog.removeDevice();
+    tree.setCurrentItem(row(3));
+    dialog.removeDevice();
+    row(0)->setText(0, "7x");
+    row(0)->setText(1, "x");
+    row(0)->setText(1, "9");
+    row(2)->setText(1, "-1");
+    row(2)->setCheckState(2, Qt::Unchecked);
+    row(0)->setText(0, "65541");
+    EXPECT_EQ(tree.topLevelItem(1)->text(0) + row(1)->text(0) + row(1)->text(1), "Device 6665535");
+    dialog.accept();
+    EXPECT_EQ(model.m_gpibProperties, (KyVisa::GpibPropertiesMap{{5, {9}}, {6, {65535, 65535, 0}}}));
+    EXPECT_TRUE(model.isDirty());
+}
+
+TEST(GpibBoards, GetTheNumberAfterTheLargest)
+{
+    KyVisa::GpibPropertiesMap boards = {{65534, {3}}, {65535, {3}}};
+    gui::addGpibBoard(boards);
+    EXPECT_EQ(boards, (KyVisa::GpibPropertiesMap{{65534, {3}}, {65535, {}}}));
+    gui::removeGpibBoard(boards, 0);
+    gui::addGpibBoard(boards);
+    gui::addGpibBoard(boards);
+    EXPECT_EQ(boards, (KyVisa::GpibPropertiesMap{{0, {}}, {1, {}}, {65535, {}}}));
+}
