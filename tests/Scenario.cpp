@@ -194,12 +194,19 @@ QString contextMenu(const QAbstractItemView& view, int row)
     return shownActions(*menu);
 }
 
+void stop()
+{
+    require(&form() == mainWindow.get(), "a dialog is open");
+    if (mainWindow->close())
+        mainWindow.reset();
+}
+
 const std::map<QString, std::function<void(Words)>> commands = {
     {"conf", [](Words words) { writeConfiguration(linesIn(words)); }},
     {"visa", [](Words words) { writeFile("script", linesIn(words)); }},
     {"store", [](Words words) { writeFile(settingsFile, linesIn(words)); }},
     {"start", [](Words) { (mainWindow = std::make_unique<gui::MainWindow>())->show(); }},
-    {"stop", [](Words) { form().close() ? mainWindow.reset() : void(); }},
+    {"stop", [](Words) { stop(); }},
     {"do", [](Words words) { named<QAction>(word(words, 1)).trigger(); }},
     {"press", [](Words words) { named<QAbstractButton>(word(words, 1)).click(); }},
     {"type", type},
