@@ -80,30 +80,8 @@ QString shownRows(const QAbstractItemView& view)
     return rows.join(' ') + (isCut ? " cut" : "");
 }
 
-/// The name of the file with the same pixels.
-QString fileOf(const QIcon& icon)
-{
-    for (const QString& file : QDir(":/icons").entryList())
-    {
-        if (QIcon(":/icons/" + file).pixmap(24).toImage() == icon.pixmap(24).toImage())
-            return " " + file;
-    }
-    return {};
-}
-
-/// Those of a menu, or those of a tool bar with their icons.
-QString shownActions(const QWidget& widget)
-{
-    QStringList actions;
-    for (const QAction* action : widget.actions())
-        actions += action->toolTip() + (widget.inherits("QMenu") ? QString() : fileOf(action->icon()));
-    return actions.join(", ");
-}
-
 QString shown(const QWidget& widget)
 {
-    if (widget.inherits("QToolBar"))
-        return shownActions(widget);
     if (const auto* view = qobject_cast<const QAbstractItemView*>(&widget))
         return shownRows(*view);
     return widget.property(widget.inherits("QComboBox") ? "currentText" : "text").toString();
@@ -134,20 +112,6 @@ QString namesWith(const char* property, Words words)
     return names.join(' ');
 }
 
-/// Returns the controls that a screen reader would not name.
-QString namelessControls()
-{
-    QStringList nameless;
-    for (auto* each : form().findChildren<QWidget*>())
-    {
-        const QString name = QAccessible::queryAccessibleInterface(each)->text(QAccessible::Name);
-        const bool isNamed = !name.isEmpty() && name != "..." && name != each->parentWidget()->property("title");
-        if (!isNamed && each->isVisible() && !each->focusProxy() && each->focusPolicy() != Qt::NoFocus)
-            nameless += each->objectName();
-    }
-    return nameless.join(' ');
-}
-
 void choose(QWidget& widget, int index)
 {
     auto* view = qobject_cast<QAbstractItemView*>(&widget);
@@ -172,28 +136,6 @@ void pressKeys(Words words)
         QTest::keyClick(form().focusWidget(), Qt::Key(QKeySequence(key)[0]));
 }
 
-/// Outside of the rows where there is no such row.
-QPoint placeOf(const QAbstractItemView& view, int row)
-{
-    return view.visualRect(view.model()->index(row, 0)).bottomLeft();
-}
-
-void doubleClick(const QAbstractItemView& view, int row)
-{
-    QTest::mouseClick(view.viewport(), Qt::LeftButton, Qt::NoModifier, placeOf(view, row));
-    QTest::mouseDClick(view.viewport(), Qt::LeftButton, Qt::NoModifier, placeOf(view, row));
-}
-
-QString contextMenu(const QAbstractItemView& view, int row)
-{
-    QContextMenuEvent event(QContextMenuEvent::Mouse, placeOf(view, row));
-    QCoreApplication::sendEvent(view.viewport(), &event);
-    auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
-    require(menu != nullptr, "there is no menu");
-    menu->close();
-    return shownActions(*menu);
-}
-
 void stop()
 {
     require(&form() == mainWindow.get(), "a dialog is open");
@@ -212,7 +154,6 @@ const std::map<QString, std::function<void(Words)>> commands = {
     {"type", type},
     {"keys", pressKeys},
     {"choose", [](Words words) { choose(named(word(words, 1)), word(words, 2).toInt()); }},
-    {"double", [](Words words) { doubleClick(named<QAbstractItemView>(word(words, 1)), word(words, 2).toInt()); }},
 };
 
 const std::map<QString, std::function<QString(Words)>> questions = {
@@ -220,10 +161,8 @@ const std::map<QString, std::function<QString(Words)>> questions = {
     {"saved", [](Words) { return linesOf(World::configurationFile()); }},
     {"title", [](Words) { return form().windowTitle(); }},
     {"place", [](Words) { return place(form()); }},
-    {"menu", [](Words words) { return contextMenu(named<QAbstractItemView>(word(words, 1)), word(words, 2).toInt()); }},
     {"visible", [](Words words) { return namesWith("visible", words); }},
     {"enabled", [](Words words) { return namesWith("enabled", words); }},
-    {"nameless", [](Words) { return namelessControls(); }},
     {"show", show},
 };
 
