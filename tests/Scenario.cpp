@@ -82,6 +82,8 @@ QString shownRows(const QAbstractItemView& view)
 
 QString shown(const QWidget& widget)
 {
+    if (!widget.isVisible())
+        return "hidden";
     if (const auto* view = qobject_cast<const QAbstractItemView*>(&widget))
         return shownRows(*view);
     return widget.property(widget.inherits("QComboBox") ? "currentText" : "text").toString();
@@ -103,12 +105,12 @@ QString place(const QWidget& window)
                              window.windowFlags().testFlag(Qt::WindowContextHelpButtonHint) ? " with help" : "");
 }
 
-QString namesWith(const char* property, Words words)
+QString enabled(Words words)
 {
     word(words, 1);
     QStringList names;
     for (const QString& name : words.mid(1))
-        names += named<QObject>(name).property(property).toBool() ? QStringList(name) : QStringList();
+        names += named<QObject>(name).property("enabled").toBool() ? QStringList(name) : QStringList();
     return names.join(' ');
 }
 
@@ -161,8 +163,7 @@ const std::map<QString, std::function<QString(Words)>> questions = {
     {"saved", [](Words) { return linesOf(World::configurationFile()); }},
     {"title", [](Words) { return form().windowTitle(); }},
     {"place", [](Words) { return place(form()); }},
-    {"visible", [](Words words) { return namesWith("visible", words); }},
-    {"enabled", [](Words words) { return namesWith("enabled", words); }},
+    {"enabled", enabled},
     {"show", show},
 };
 
