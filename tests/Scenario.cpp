@@ -210,7 +210,7 @@ private:
     void step()
     {
         if (m_next == m_steps.size())
-            return end();
+            return QCoreApplication::quit(); // ends the loops of open dialogs, too
         // A step that opens a dialog returns when the dialog is closed: those in between run in the dialog's own loop.
         QTimer::singleShot(1, this, &Scenario::step);
         try
@@ -246,14 +246,6 @@ private:
         const QString lines = m_lines.mid(first, last - first + 1).join('\n');
         ADD_FAILURE_AT(m_file.c_str(), last + 1) << lines.toStdString() << "\n" << reason.toStdString();
         m_next = m_steps.size();
-    }
-
-    void end()
-    {
-        const QWidget* open = QApplication::activeModalWidget();
-        if (open != nullptr && !testing::Test::HasFailure())
-            fail("this window is still open: " + open->windowTitle());
-        QCoreApplication::quit(); // ends the loops of open dialogs, too
     }
 
     const std::string m_file;
