@@ -63,14 +63,16 @@ Object& named(const QString& name)
     return **first;
 }
 
-/// The rows that the view knows of.
+/// The rows that the user sees.
 QString shownRows(const QAbstractItemView& view)
 {
     const auto* table = qobject_cast<const QTableView*>(&view);
     QStringList rows;
-    for (int row = 0; row < (table != nullptr ? table->verticalHeader()->count() : view.model()->rowCount()); ++row)
+    for (int row = 0; row < view.model()->rowCount(); ++row)
     {
         const QModelIndex first = view.model()->index(row, 0);
+        if (!view.viewport()->rect().intersects(view.visualRect(first)))
+            continue;
         QString text = first.data().toString();
         if (table != nullptr)
             text += "=" + first.siblingAtColumn(1).data().toString();
@@ -134,8 +136,19 @@ void type(Words words)
 void pressKeys(Words words)
 {
     named(word(words, 1)).setFocus();
-    for (const QString& key : words.mid(2))
-        QTest::keyClick(form().focusWidget(), Qt::Key(QKeySequence(key)[0]));
+    for (const QString& name : words.mid(2))
+    {
+        const auto key = Qt::Key(QKeySequence(name)[0]);
+        require(key != Qt::Key_unknown, "there is no key " + name);
+        QTest::keyClick(form().focusWidget(), key);
+    }
+}
+
+void start()
+{
+    require(mainWindow == nullptr, "the main window is open");
+    mainWindow = std::make_unique<gui::MainWindow>();
+    mainWindow->show();
 }
 
 void stop()
@@ -149,7 +162,7 @@ const std::map<QString, std::function<void(Words)>> commands = {
     {"conf", [](Words words) { writeConfiguration(linesIn(words)); }},
     {"visa", [](Words words) { writeFile("script", linesIn(words)); }},
     {"store", [](Words words) { writeFile(settingsFile, linesIn(words)); }},
-    {"start", [](Words) { (mainWindow = std::make_unique<gui::MainWindow>())->show(); }},
+    {"start", [](Words) { start(); }},
     {"stop", [](Words) { stop(); }},
     {"do", [](Words words) { named<QAction>(word(words, 1)).trigger(); }},
     {"press", [](Words words) { named<QAbstractButton>(word(words, 1)).click(); }},
@@ -161,7 +174,6 @@ const std::map<QString, std::function<void(Words)>> commands = {
 const std::map<QString, std::function<QString(Words)>> questions = {
     {"settings", [](Words) { return linesOf(settingsFile); }},
     {"saved", [](Words) { return linesOf(World::configurationFile()); }},
-    {"title", [](Words) { return form().windowTitle(); }},
     {"place", [](Words) { return place(form()); }},
     {"enabled", enabled},
     {"show", show},
@@ -242,8 +254,7 @@ private:
     void fail(const QString& reason)
     {
         const int last = m_steps[std::max<std::size_t>(m_next, 1) - 1].first;
-        const int first = std::max(last - 3, 0);
-        const QString lines = m_lines.mid(first, last - first + 1).join('\n');
+        const QString lines = m_lines.mid(0, last + 1).mid(std::max(last - 3, 0)).join('\n');
         ADD_FAILURE_AT(m_file.c_str(), last + 1) << lines.toStdString() << "\n" << reason.toStdString();
         m_next = m_steps.size();
     }
