@@ -14,7 +14,6 @@ namespace
 {
 
 constexpr int waitAtMost = 30000; // milliseconds
-const char* const settingsFile = "../Kyvane&Yollet/KyVisaConfigure.conf";
 
 std::unique_ptr<gui::MainWindow> mainWindow;
 
@@ -161,7 +160,7 @@ void stop()
 const std::map<QString, std::function<void(Words)>> commands = {
     {"conf", [](Words words) { writeConfiguration(linesIn(words)); }},
     {"visa", [](Words words) { writeFile("script", linesIn(words)); }},
-    {"store", [](Words words) { writeFile(settingsFile, linesIn(words)); }},
+    {"store", [](Words words) { writeFile(QSettings().fileName().toStdString(), linesIn(words)); }},
     {"start", [](Words) { start(); }},
     {"stop", [](Words) { stop(); }},
     {"do", [](Words words) { named<QAction>(word(words, 1)).trigger(); }},
@@ -172,7 +171,7 @@ const std::map<QString, std::function<void(Words)>> commands = {
 };
 
 const std::map<QString, std::function<QString(Words)>> questions = {
-    {"settings", [](Words) { return linesOf(settingsFile); }},
+    {"settings", [](Words) { return linesOf(QSettings().fileName().toStdString()); }},
     {"saved", [](Words) { return linesOf(World::configurationFile()); }},
     {"place", [](Words) { return place(form()); }},
     {"enabled", enabled},
