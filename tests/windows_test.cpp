@@ -53,6 +53,8 @@ public:
         });
     }
 
+    ~Dialog() override { list.model()->disconnect(this); }
+
     QStringList listed() const { return texts(*list.model()); }
 
     QListWidget& list = *findChild<QListWidget*>();
