@@ -75,11 +75,6 @@ void writeConfiguration(const std::string& lines)
     std::filesystem::last_write_time(file, std::filesystem::last_write_time(file) - age--);
 }
 
-std::ostream& operator<<(std::ostream& stream, const Row& row)
-{
-    return stream << row.name;
-}
-
 int main(int argc, char** argv)
 {
     const QTemporaryDir directory;

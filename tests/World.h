@@ -31,9 +31,9 @@ struct Row
     const char* name;
     std::string text;
     std::string expected;
-};
 
-std::ostream& operator<<(std::ostream& stream, const Row& row);
+    friend std::ostream& operator<<(std::ostream& stream, const Row& row) { return stream << row.name; }
+};
 
 using Table = ::testing::TestWithParam<Row>;
 

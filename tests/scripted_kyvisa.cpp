@@ -2,13 +2,13 @@
 // SPDX-License-Identifier: MIT
 
 // A libkyvisa.so that does what a script says. Each call adds a line to the file "log" of the working directory, and
-// viOpenDefaultRM reads the file "script" there anew:
-//   resource NAME     there is such a resource; "ASRL?*" finds those that begin with ASRL, "?*" finds all
-//   open STATUS       what viOpenDefaultRM returns; it provides no session where that is not 0
-//   find STATUS       what viFindRsrc returns where it finds anything
-//   count NUMBER      how many it says that it found
-//   nextNUMBER STATUS what the viFindNext of that number, from 1, returns; it then writes no description
-//   gate CLOSED       viFindRsrc waits for a file "gate" in the working directory, for 30 s at most
+// viOpenDefaultRM reads the words of the file "script" there anew:
+//   NAME               there is such a resource; "ASRL?*" finds those that begin with ASRL, "?*" finds all
+//   open=STATUS        what viOpenDefaultRM returns; it provides no session where that is not 0
+//   find=STATUS        what viFindRsrc returns where it finds anything
+//   count=NUMBER       how many it says that it found
+//   nextNUMBER=STATUS  what the viFindNext of that number, from 1, returns; it then writes no description
+//   gate=SECONDS       viFindRsrc waits for a file "gate" in the working directory, for so long at most
 
 #include "visa/visa.h"
 
@@ -16,7 +16,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <map>
+#include <iterator>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -28,9 +28,9 @@ constexpr ViObject session = 1;
 constexpr ViObject list = 2;
 
 std::mutex mutex;
-std::multimap<std::string, std::string> script;
-std::vector<std::string> found;
-std::size_t lastAsked = 0;
+std::vector<std::string> script;
+thread_local std::vector<std::string> found;
+thread_local std::size_t lastAsked = 0;
 
 /// Adds a line to the log. The caller is the only one in the library for as long as it keeps the lock.
 template <typename... Words>
@@ -44,8 +44,12 @@ std::unique_lock<std::mutex> logged(const Words&... words)
 
 int number(const std::string& key, std::size_t fallback = VI_SUCCESS)
 {
-    const auto line = script.find(key);
-    return line == script.end() ? static_cast<int>(fallback) : std::stoi(line->second);
+    for (const std::string& word : script)
+    {
+        if (word.rfind(key + "=", 0) == 0)
+            return std::stoi(word.substr(key.size() + 1));
+    }
+    return static_cast<int>(fallback);
 }
 
 } // namespace
@@ -53,10 +57,8 @@ int number(const std::string& key, std::size_t fallback = VI_SUCCESS)
 ViStatus viOpenDefaultRM(ViSession* resourceManager)
 {
     const auto lock = logged("viOpenDefaultRM");
-    script.clear();
-    std::ifstream lines("script");
-    for (std::string key, value; lines >> key && std::getline(lines >> std::ws, value);)
-        script.emplace(key, value);
+    std::ifstream words("script");
+    script.assign(std::istream_iterator<std::string>(words), {});
     if (number("open") == VI_SUCCESS)
         *resourceManager = session;
     return number("open");
@@ -71,16 +73,16 @@ ViStatus viSetAttribute(ViObject object, ViAttr attribute, ViAttrState value)
 ViStatus viFindRsrc(ViSession object, ViConstString expression, ViFindList* findList, ViUInt32* count, ViChar* name)
 {
     const auto lock = logged("viFindRsrc ", object, ' ', expression);
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(script.count("gate") * 30);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(number("gate"));
     while (!std::filesystem::exists("gate") && std::chrono::steady_clock::now() < deadline)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     found.clear();
     lastAsked = 0;
     const std::size_t literal = std::strcspn(expression, "?");
-    for (auto [line, end] = script.equal_range("resource"); line != end; ++line)
+    for (const std::string& word : script)
     {
-        if (line->second.compare(0, literal, expression, literal) == 0)
-            found.push_back(line->second);
+        if (word.find('=') == std::string::npos && word.compare(0, literal, expression, literal) == 0)
+            found.push_back(word);
     }
     *count = static_cast<ViUInt32>(number("count", found.size()));
     if (found.empty())
