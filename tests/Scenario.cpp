@@ -172,7 +172,7 @@ const std::map<QString, std::function<void(Words)>> commands = {
 
 const std::map<QString, std::function<QString(Words)>> questions = {
     {"settings", [](Words) { return linesOf(QSettings().fileName().toStdString()); }},
-    {"saved", [](Words) { return linesOf(World::configurationFile()); }},
+    {"saved", [](Words) { return linesOf(perUserFile()); }},
     {"place", [](Words) { return place(form()); }},
     {"enabled", enabled},
     {"show", show},

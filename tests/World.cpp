@@ -49,7 +49,7 @@ void setUp(const QDir& directory)
 
 } // namespace
 
-std::filesystem::path World::configurationFile()
+std::filesystem::path perUserFile()
 {
     return qEnvironmentVariable("HOME").toStdString() + "/.kyvane-yollet/visa.conf";
 }
@@ -69,7 +69,7 @@ std::string readFile(const std::filesystem::path& path)
 
 void writeConfiguration(const std::string& lines)
 {
-    const std::filesystem::path file = World::configurationFile();
+    const std::filesystem::path file = perUserFile();
     writeFile(file, ":KyVisaConfigurationFileVersion01\n" + lines);
     static std::chrono::seconds age = std::chrono::hours(1);
     std::filesystem::last_write_time(file, std::filesystem::last_write_time(file) - age--);

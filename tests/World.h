@@ -12,11 +12,8 @@
 // Every case runs in a process of its own, because the store is a singleton. It has a home and a settings store of its
 // own, the offscreen platform, and a working directory of its own, where the scripted libkyvisa.so keeps its files.
 
-namespace World
-{
 /// The per-user visa.conf.
-std::filesystem::path configurationFile();
-} // namespace World
+std::filesystem::path perUserFile();
 
 void writeFile(const std::filesystem::path& path, const std::string& text);
 std::string readFile(const std::filesystem::path& path);
@@ -39,8 +36,6 @@ using Table = ::testing::TestWithParam<Row>;
 
 /// TABLE(Suite, Test, Row{...}, ...) { the test of a row }
 #define TABLE(table, test, ...)                                                                                        \
-    class table : public Table                                                                                         \
-    {                                                                                                                  \
-    };                                                                                                                 \
+    using table = Table;                                                                                               \
     INSTANTIATE_TEST_SUITE_P(, table, ::testing::Values(__VA_ARGS__), [](const auto& row) { return row.param.name; }); \
     TEST_P(table, test)

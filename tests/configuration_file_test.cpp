@@ -118,14 +118,14 @@ TEST(Service, LoadsWhatAnotherProgramHasWritten)
     EXPECT_EQ(ConfigurationFile::getInstance().m_provider, 8);
     store.setProvider(9);
     EXPECT_EQ(ConfigurationFile::getInstance().m_provider, 9);
-    writeFile(World::configurationFile(), "no longer ours");
+    writeFile(perUserFile(), "no longer ours");
     EXPECT_EQ(ConfigurationFile::getInstance().m_provider, 9);
 }
 
 TEST(Search, TriesTheEnvironmentTheWorkingDirectoryAndTheHome)
 {
     const auto search = ConfigurationFile::searchConfigFile;
-    const std::filesystem::path own = World::configurationFile();
+    const std::filesystem::path own = perUserFile();
     EXPECT_EQ(search(false), "");
     EXPECT_EQ(ConfigurationFile::getInstance().fileToSave(), own);
     EXPECT_FALSE(std::filesystem::exists(own.parent_path()));

@@ -113,7 +113,7 @@ void prepare(const std::string& text)
     fs::permissions("..", fs::perms(0755));
     for (const auto& entry : fs::directory_iterator("."))
         fs::remove(entry);
-    fs::remove_all(World::configurationFile().parent_path());
+    fs::remove_all(perUserFile().parent_path());
     writeFile("visa.conf", text);
     fs::last_write_time("visa.conf", fs::file_time_type());
     if (!isSimple)
@@ -380,7 +380,7 @@ TABLE(Copies, KeepLinesThatNobodySaw, Row{"Seen", "\nSEEN=here\nseen\n\n \n", "l
       Row{"ScriptSeen", "\n", "lwolws"}, Row{"Removed", "\n", "lwrs"})
 {
     ConfigurationFile& store = ConfigurationFile::getInstance();
-    const fs::path path = store.m_fileName = World::configurationFile();
+    const fs::path path = store.m_fileName = perUserFile();
     writeFile(path, version.substr(0, version.size() - 1) + GetParam().text);
     Texts texts = {""};
     const auto save = [&](bool keepsCopy) {

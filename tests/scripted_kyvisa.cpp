@@ -18,6 +18,7 @@
 #include <fstream>
 #include <iterator>
 #include <mutex>
+#include <sstream>
 #include <thread>
 #include <vector>
 
@@ -28,7 +29,7 @@ constexpr ViObject session = 1;
 constexpr ViObject list = 2;
 
 std::mutex mutex;
-std::vector<std::string> script;
+std::string script; // a blank and the words
 thread_local std::vector<std::string> found;
 thread_local std::size_t lastAsked = 0;
 
@@ -44,12 +45,8 @@ std::unique_lock<std::mutex> logged(const Words&... words)
 
 int number(const std::string& key, std::size_t fallback = VI_SUCCESS)
 {
-    for (const std::string& word : script)
-    {
-        if (word.rfind(key + "=", 0) == 0)
-            return std::stoi(word.substr(key.size() + 1));
-    }
-    return static_cast<int>(fallback);
+    const std::size_t at = script.find(' ' + key + '=');
+    return at == std::string::npos ? static_cast<int>(fallback) : std::stoi(script.substr(at + key.size() + 2));
 }
 
 } // namespace
@@ -58,7 +55,7 @@ ViStatus viOpenDefaultRM(ViSession* resourceManager)
 {
     const auto lock = logged("viOpenDefaultRM");
     std::ifstream words("script");
-    script.assign(std::istream_iterator<std::string>(words), {});
+    script = ' ' + std::string(std::istreambuf_iterator<char>(words), {});
     if (number("open") == VI_SUCCESS)
         *resourceManager = session;
     return number("open");
@@ -79,7 +76,8 @@ ViStatus viFindRsrc(ViSession object, ViConstString expression, ViFindList* find
     found.clear();
     lastAsked = 0;
     const std::size_t literal = std::strcspn(expression, "?");
-    for (const std::string& word : script)
+    std::istringstream words(script);
+    for (std::string word; words >> word;)
     {
         if (word.find('=') == std::string::npos && word.compare(0, literal, expression, literal) == 0)
             found.push_back(word);
