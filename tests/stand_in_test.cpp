@@ -126,7 +126,6 @@ TEST(StandIn, BearsEightThreadsThatCloseWhatOthersUse)
             viFindRsrc(session, "?*", &list, nullptr, text.data());
             while (viFindNext(list, text.data()) == VI_SUCCESS)
                 viParseRsrcEx(session, text.data(), nullptr, nullptr, nullptr, text.data(), nullptr);
-            viGetAttribute(session, VI_ATTR_RSRC_MANF_NAME, text.data());
             viClose(list);
             EXPECT_EQ(viClose(previous), previous == VI_NULL ? VI_WARN_NULL_OBJECT : VI_SUCCESS);
         }
