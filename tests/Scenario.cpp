@@ -191,7 +191,7 @@ bool isReady()
     if (mainWindow == nullptr && QApplication::activeModalWidget() == nullptr)
         return true;
     form().activateWindow();
-    return form().isActiveWindow() && form().cursor().shape() != Qt::WaitCursor;
+    return form().isActiveWindow() && form().cursor().shape() == Qt::ArrowCursor;
 }
 
 /// A test written as text. README.md in the folder of the scenarios explains it.
