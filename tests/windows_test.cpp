@@ -174,11 +174,11 @@ TEST(MainWindow, KeepsItsSelectionAndHasAMenu)
     view.selectionModel()->setCurrentIndex(view.model()->index(0, 0), QItemSelectionModel::NoUpdate);
     view.model()->removeRow(0);
     EXPECT_FALSE(view.selectionModel()->hasSelection());
-    view.selectionModel()->setCurrentIndex(view.model()->index(2, 0), QItemSelectionModel::NoUpdate);
+    view.selectionModel()->setCurrentIndex(view.model()->index(1, 0), QItemSelectionModel::NoUpdate);
     QKeyEvent space(QEvent::KeyPress, Qt::Key_nobreakspace, {}, QString(QChar::Nbsp));
     QCoreApplication::sendEvent(&view, &space);
     view.model()->removeRow(0);
-    EXPECT_EQ(view.selectionModel()->selectedRows().value(0).row(), 1);
+    EXPECT_EQ(view.selectionModel()->selectedRows().value(0).row(), 0);
 
     const auto menu = [&](int y) {
         QContextMenuEvent event(QContextMenuEvent::Mouse, {1, y});
