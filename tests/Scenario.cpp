@@ -14,6 +14,7 @@ namespace
 {
 
 constexpr int waitAtMost = 30000; // milliseconds
+const char* const settingsFile = "../Kyvane&Yollet/KyVisaConfigure.conf";
 
 std::unique_ptr<gui::MainWindow> mainWindow;
 
@@ -143,6 +144,12 @@ void pressKeys(Words words)
     }
 }
 
+void store(Words words)
+{
+    QSettings().clear(); // It reads a file again when the size changes. The time can stay the same.
+    writeFile(settingsFile, linesIn(words));
+}
+
 void start()
 {
     require(mainWindow == nullptr, "the main window is open");
@@ -160,7 +167,7 @@ void stop()
 const std::map<QString, std::function<void(Words)>> commands = {
     {"conf", [](Words words) { writeConfiguration(linesIn(words)); }},
     {"visa", [](Words words) { writeFile("script", linesIn(words)); }},
-    {"store", [](Words words) { writeFile(QSettings().fileName().toStdString(), linesIn(words)); }},
+    {"store", store},
     {"start", [](Words) { start(); }},
     {"stop", [](Words) { stop(); }},
     {"do", [](Words words) { named<QAction>(word(words, 1)).trigger(); }},
@@ -171,7 +178,7 @@ const std::map<QString, std::function<void(Words)>> commands = {
 };
 
 const std::map<QString, std::function<QString(Words)>> questions = {
-    {"settings", [](Words) { return linesOf(QSettings().fileName().toStdString()); }},
+    {"settings", [](Words) { return linesOf(settingsFile); }},
     {"saved", [](Words) { return linesOf(perUserFile()); }},
     {"place", [](Words) { return place(form()); }},
     {"enabled", enabled},
@@ -191,7 +198,7 @@ bool isReady()
     if (mainWindow == nullptr && QApplication::activeModalWidget() == nullptr)
         return true;
     form().activateWindow();
-    return form().isActiveWindow() && form().cursor().shape() != Qt::WaitCursor;
+    return form().isActiveWindow() && form().cursor().shape() == Qt::ArrowCursor;
 }
 
 /// A test written as text. README.md in the folder of the scenarios explains it.

