@@ -112,7 +112,8 @@ TEST(Service, LoadsWhatAnotherProgramHasWritten)
 {
     ConfigurationFile& store = ConfigurationFile::getInstance();
     writeConfiguration(":Provider=7\n");
-    store.load(); // The store does not know the file yet, and searches again.
+    EXPECT_EQ(ConfigurationFile::getInstance().m_provider, 3996); // It knows no file.
+    store.load();
     EXPECT_EQ(store.m_provider, 7);
     writeConfiguration(":Provider=8\n");
     EXPECT_EQ(ConfigurationFile::getInstance().m_provider, 8);
