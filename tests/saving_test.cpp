@@ -22,8 +22,6 @@
 
 namespace fs = std::filesystem;
 using KyVisa::ConfigurationFile;
-using KyVisa::ModernConfigurationFile;
-using ::testing::AnyOf;
 using ::testing::Contains;
 using ::testing::ContainsRegex;
 using Texts = std::vector<std::string>;
@@ -373,7 +371,7 @@ TEST(Saving, LeavesAloneWhatIsProtectedOrNoFile)
     fs::permissions("visa.conf", fs::perms(0444));
     become(ordinary);
     for (const char* name : {"visa.conf", "visa.conf.loop", "visa.conf.pipe"})
-        ModernConfigurationFile(name).save();
+        KyVisa::ModernConfigurationFile(name).save();
     become(0);
     EXPECT_EQ(readFile("visa.conf"), mine);
     EXPECT_TRUE(fs::is_symlink("visa.conf.loop") && fs::is_fifo("visa.conf.pipe"));
