@@ -33,7 +33,7 @@ constexpr uid_t ordinary = 65534;
 constexpr gid_t ofOthers = 1;
 
 const std::string version = ":KyVisaConfigurationFileVersion01\n";
-const std::string replaced = version + ":Provider=3996\nNEW=en try\n";
+const std::string replaced = version + ":Provider=3996\nNEW=a b c\n";
 const std::string mine = version + "# mine\n";
 const std::string yours = version + "#yours\n"; // as many bytes
 
@@ -120,7 +120,7 @@ void prepare(const std::string& text)
     if (!isSimple)
         ::setxattr("visa.conf", accessListName, accessList.data(), accessList.size(), 0);
     for (const char* path : {".", "../home", "visa.conf"})
-        EXPECT_TRUE(::geteuid() != 0 || ::chown(path, ordinary, ofOthers) == 0);
+        EXPECT_TRUE(::geteuid() != 0 || ::chown(path, ordinary, isSimple ? ordinary : ofOthers) == 0);
 }
 
 void become(uid_t user)
@@ -184,7 +184,7 @@ void save(long call)
     store.m_fileName = "visa.conf.first";
     store.load();
     store.rememberLoaded();
-    store.setData({{"en\ntry", "NEW"}});
+    store.setData({{"a\nb\nc", "NEW"}});
     store.setProvider(3996);
     callsLeft = call;
     store.save();
@@ -383,12 +383,12 @@ TEST(Saving, LeavesAloneWhatIsProtectedOrNoFile)
 TABLE(Copies, KeepLinesThatNobodySaw, Row{"Seen", "\nSEEN=here\nseen\n\n \n", "ls"},
       Row{"Comment", "\n# mine\n", "lSs"}, Row{"Setting", "\n:SerialProperty[DeviceNo=1].Parity=1\n", "lS"},
       Row{"AliasTwice", "\nA=1\na=2\n", "lS"}, Row{"SameTwice", "\nA=1\na=1\n", "ls"},
-      Row{"WrittenAgain", "\nnew=en try\nNew=other\n", "ls"}, Row{"Returns", "\r\n:Provider=5\r\n", "ls"},
+      Row{"WrittenAgain", "\nnew=a b c\nNew=other\n", "ls"}, Row{"Returns", "\r\n:Provider=5\r\n", "ls"},
       Row{"BehindVersion", " mine\n", "lS"}, Row{"BehindProvider", "\n:Provider=5 mine\n", "lS"},
       Row{"Providers", "\n:Provider=5\n:Provider=6\n", "lS"}, Row{"InAComment", "\n#:Provider=3996\n", "lS"},
-      Row{"NoNumber", "\n:Provider=none\nNEW=en try\n", "lS"},
+      Row{"NoNumber", "\n:Provider=none\nNEW=a b c\n", "lS"},
       Row{"NotToTheEnd", "\n:Provider=3996\n:Provider=99999999999\n", "lS"}, Row{"Unknown", "\nSEEN=here\n", "S"},
-      Row{"UnknownWritten", "\nnew=en try\n\n \t\r\n", "s"}, Row{"UnknownOther", "\nNEW=En try\n", "S"},
+      Row{"UnknownWritten", "\nnew=a b c\n\n \t\r\n", "s"}, Row{"UnknownOther", "\nNEW=A b c\n", "S"},
       Row{"UnknownProvider", "\n:Provider=5\n", "S"}, Row{"FiveSettings", "\n", "lcscslscslscs"},
       Row{"SecondWindow", "\n", "lcslwS"}, Row{"NoLoad", "\n", "lcswcs"}, Row{"Script", "\n", "loSolS"},
       Row{"ScriptSeen", "\n", "lolws"}, Row{"Removed", "\n", "lrs"})
@@ -401,10 +401,10 @@ TABLE(Copies, KeepLinesThatNobodySaw, Row{"Seen", "\nSEEN=here\nseen\n\n \n", "l
     Texts texts = {""};
     const auto save = [&](bool keepsCopy) {
         texts.resize(texts.size() + (keepsCopy ? 1 : 0), readFile(path));
-        store.setData({{"en\ntry", "NEW"}, {"PLAIN", ""}});
+        store.setData({{"a\nb\nc", "NEW"}, {"PLAIN", ""}});
         store.save();
         texts[0] = readFile(path);
-        EXPECT_THAT(texts[0], ::testing::EndsWith("PLAIN\nNEW=en try\n"));
+        EXPECT_THAT(texts[0], ::testing::EndsWith("PLAIN\nNEW=a b c\n"));
         EXPECT_THAT(textsOf(path), ::testing::UnorderedElementsAreArray(texts));
         EXPECT_EQ(store.m_aliases.size() + store.m_resources.size(), 2U);
     };
