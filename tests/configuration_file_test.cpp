@@ -64,19 +64,6 @@ TABLE(File, IsReadByLines, Row{"Empty", "", "not ours"},
     EXPECT_EQ(ModernConfigurationFile::isParseAble("visa.conf") ? result : "not ours", GetParam().expected);
 }
 
-TEST(Service, AnswersInAnyLetterCase)
-{
-    ConfigurationFile& store = ConfigurationFile::getInstance();
-    store.setData({{"PLAIN", ""}, {"USB0::a", "SCOPE"}, {"PLAIN", "TWICE"}, {"B2", ""}});
-    EXPECT_THAT(store.getAllResources(), ElementsAre("B2", "PLAIN", "USB0::a"));
-    EXPECT_EQ(store.lookupAlias("usb0::A"), "SCOPE");
-    EXPECT_EQ(store.lookupAlias("usb0::"), "");
-    std::string name = "sCoPe";
-    EXPECT_TRUE(store.replaceAlias(name));
-    EXPECT_FALSE(store.replaceAlias(name));
-    EXPECT_EQ(name, "USB0::a");
-}
-
 TEST(Service, HandsOutEveryAliasOnceWhateverTheOrderOfAsking)
 {
     ConfigurationFile& store = ConfigurationFile::getInstance();
@@ -95,13 +82,17 @@ TEST(Service, ReloadsAfterASaveAndOnlyThenKnowsLowerCaseAliases)
     EXPECT_FALSE(store.getSerialProperties(1, properties) || store.getGpibProperties(1, board));
     EXPECT_EQ(properties.baudRate + board.primaryAddress, 2U);
 
-    store.setData({{"X", "scope"}, {"Y", "twice"}, {"Z", "twice"}, {"plain", ""}, {"plain", ""}});
+    store.setData({{"USB0::a", "scope"}, {"Y", "twice"}, {"Z", "twice"}, {"plain", ""}, {"plain", ""}});
     store.m_serialProperties = {{1, {19200, 8, 0, 0, 0}}};
-    std::string name = "scope";
+    EXPECT_THAT(store.getAllResources(), ElementsAre("USB0::a", "Z", "plain"));
+    EXPECT_EQ(store.lookupAlias("usb0::A"), "scope");
+    EXPECT_EQ(store.lookupAlias("usb0::"), "");
+    std::string name = "sCoPe";
     EXPECT_FALSE(store.replaceAlias(name));
     store.save();
     EXPECT_TRUE(ConfigurationFile::getInstance().replaceAlias(name));
-    EXPECT_EQ(store.m_aliases, (KyVisa::AliasMap{{"SCOPE", "X"}, {"TWICE", "Z"}}));
+    EXPECT_EQ(name, "USB0::a");
+    EXPECT_EQ(store.m_aliases, (KyVisa::AliasMap{{"SCOPE", "USB0::a"}, {"TWICE", "Z"}}));
     EXPECT_THAT(store.m_resources, ElementsAre("plain", "plain"));
     EXPECT_TRUE(store.m_serialProperties.empty());
     EXPECT_TRUE(store.getSerialProperties(1, properties) && store.getGpibProperties(1, board));
@@ -112,7 +103,8 @@ TEST(Service, LoadsWhatAnotherProgramHasWritten)
 {
     ConfigurationFile& store = ConfigurationFile::getInstance();
     writeConfiguration(":Provider=7\n");
-    store.load(); // The store does not know the file yet, and searches again.
+    EXPECT_EQ(ConfigurationFile::getInstance().m_provider, 3996); // It knows no file.
+    store.load();
     EXPECT_EQ(store.m_provider, 7);
     writeConfiguration(":Provider=8\n");
     EXPECT_EQ(ConfigurationFile::getInstance().m_provider, 8);
