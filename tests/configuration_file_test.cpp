@@ -64,6 +64,19 @@ TABLE(File, IsReadByLines, Row{"Empty", "", "not ours"},
     EXPECT_EQ(ModernConfigurationFile::isParseAble("visa.conf") ? result : "not ours", GetParam().expected);
 }
 
+TEST(LongFile, KeepsTheLastOfEachAlias)
+{
+    std::string text = version;
+    for (int line = 0; line < 30000; ++line)
+        text += "\na" + std::to_string(line % 10000) + "=" + std::to_string(line);
+    writeFile("visa.conf", text);
+    ModernConfigurationFile file("visa.conf");
+    file.parse(file.m_aliases, file.m_resources, file.m_provider);
+    EXPECT_EQ(file.m_aliases.size(), 10000U);
+    for (const auto& [alias, resource] : file.m_aliases)
+        ASSERT_EQ("A" + std::to_string(std::stoi(resource) - 20000), alias);
+}
+
 TEST(Service, HandsOutEveryAliasOnceWhateverTheOrderOfAsking)
 {
     ConfigurationFile& store = ConfigurationFile::getInstance();

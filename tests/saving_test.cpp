@@ -10,6 +10,7 @@
 #include <functional>
 #include <iostream>
 #include <set>
+#include <thread>
 
 #include <gmock/gmock.h>
 
@@ -161,15 +162,6 @@ void expectProtected(const Protection& old)
         const bool isOwn = disturbed == "fchown" && now.status.st_uid == ::geteuid();
         EXPECT_TRUE(now.status.st_uid == old.status.st_uid || isOwn) << path;
     }
-}
-
-pid_t start(const std::function<void()>& work)
-{
-    const pid_t child = ::fork();
-    if (child != 0)
-        return child;
-    work();
-    ::_exit(0);
 }
 
 void replaceBy(const std::string& text)
@@ -329,15 +321,13 @@ TEST(Saving, KeepsWhatAnotherProgramWritesMeanwhile)
 
 TEST(Saving, LeavesWholeFilesWhenItIsKilled)
 {
-    const auto writeForEver = [] {
-        for (unsigned number = 0;; ++number)
-            replaceBy(std::string(100000, "abcdefgh"[number % 8]));
-    };
     const char* count = std::getenv("KYVISA_KILLS");
     for (int kill = 0; kill < (count == nullptr ? 100 : std::atoi(count)); ++kill)
     {
         prepare("old");
-        const pid_t child = start(writeForEver);
+        const pid_t child = ::fork();
+        for (unsigned number = 0; child == 0; ++number)
+            replaceBy(std::string(100000, "abcdefgh"[number % 8]));
         ::usleep(static_cast<useconds_t>(500 + kill * 37 % 3000));
         ::kill(child, SIGKILL);
         ::waitpid(child, nullptr, 0);
@@ -355,9 +345,9 @@ TEST(Saving, KeepsWhatTwoWriteAtTheSameTime)
         for (int number = 0; number < 50; ++number)
             replaceBy(writer + std::to_string(number));
     };
-    const pid_t second = start([&] { write('a'); });
+    std::thread second([&] { write('a'); });
     write('b');
-    ::waitpid(second, nullptr, 0);
+    second.join();
     const Texts texts = textsOf("visa.conf");
     EXPECT_EQ(std::set(texts.begin(), texts.end()).size(), 101U);
 }

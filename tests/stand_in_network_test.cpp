@@ -6,7 +6,7 @@
 #include "stand-in/SdBus.h"
 
 #include <csignal>
-#include <thread>
+#include <future>
 
 #include <gtest/gtest.h>
 
@@ -29,13 +29,13 @@ public:
         bind(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof address);
         listen(m_socket, 1);
         qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=bus");
-        m_thread = std::thread([this] { serve(); });
+        m_service = std::async(std::launch::async, [this] { serve(); });
     }
 
     ~Bus()
     {
         shutdown(m_socket, SHUT_RDWR); // ends accept()
-        m_thread.join();
+        m_service.wait();
         close(m_socket);
     }
 
@@ -115,7 +115,7 @@ private:
     QStringList m_script;
     int m_socket = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sd_bus* m_bus = nullptr;
-    std::thread m_thread;
+    std::future<void> m_service;
 };
 
 std::vector<std::string> search(const QStringList& words)
