@@ -10,17 +10,17 @@
 
 #include <valgrind/callgrind.h>
 
-/// The files that the benchmarks read and write: one resource without alias after every four aliases.
+/// The files that the benchmarks read and write: one resource without alias before every four aliases.
 namespace entries
 {
 
 /// The number of entries in the table's main rows: $ENTRIES, or 250,000.
 [[nodiscard]] std::int64_t mainCount();
 
-/// Runs a benchmark at the main number and at 1, 10, 40, 100 and 400 of 250 parts of it.
+/// Runs a benchmark with 1, 10, 40, 100, 250 and 400 parts of mainCount() / 250 entries.
 void atAllCounts(benchmark::internal::Benchmark* benchmark);
 void atMainCount(benchmark::internal::Benchmark* benchmark);
-/// At 40 and 400 of 250 parts.
+/// Runs it with 40 and 400 such parts.
 void atTenfoldCounts(benchmark::internal::Benchmark* benchmark);
 
 [[nodiscard]] std::string aliasName(std::int64_t number);

@@ -31,7 +31,7 @@ ConfigurationFile& storeOf(std::int64_t count)
     ConfigurationFile& store = emptyStore();
     store.m_fileName = entries::ownFile(count);
     store.load();
-    // As the model does when it shows what was loaded: a save of another text first looks what it would drop.
+    // As the model does. Otherwise a save would also search for lines that it drops.
     store.rememberLoaded();
     return store;
 }

@@ -21,13 +21,14 @@ namespace KyVisa
 class ConfigurationFile
 {
 public:
-    static constexpr std::size_t BUFLEN = 256; ///< not used here, but part of the published class
+    static constexpr std::size_t BUFLEN = 256; ///< not used here; clients may use it
 
     /// Returns the store. Loads the file again when its modification time differs from the last load's. Throws
     /// std::system_error when the lock fails.
     [[nodiscard]] static ConfigurationFile& getInstance();
     /// As getInstance(), for a caller that holds the store's mutex.
     [[nodiscard]] static ConfigurationFile& getInstanceUnsafe();
+    /// Lock it around getInstanceUnsafe() and what follows, if other threads use the store.
     [[nodiscard]] static std::mutex& getMutex();
 
     /// Returns the first regular file of $KYVISACONFFILE, ./visa.conf and $HOME/.kyvane-yollet/visa.conf, or an empty
@@ -38,11 +39,12 @@ public:
     /// a file nor a home.
     [[nodiscard]] std::string fileToSave() const;
 
-    /// Loads the file. A missing file, or one of another format, changes nothing.
+    /// Searches the file if none is known, and loads it. A missing file, or one of another format, changes no entry.
     void load();
 
     /// Writes everything to the file, and creates it where there is none. Reports no failure. The next getInstance()
-    /// loads what was written. Keeps a copy of lines that the user has not seen, see ModernConfigurationFile::save():
+    /// loads what was written, unless the last load was within the same second. Keeps a copy of lines that the user has
+    /// not seen, see ModernConfigurationFile::save():
     /// - if the file is as the user saw it last: the lines that reading skipped,
     /// - if it is as save() left it: none,
     /// - otherwise: all.

@@ -57,7 +57,7 @@ using SerialPropertiesMap = std::map<std::uint16_t, SSerialProperties>;
            left.parity == right.parity && left.flowControl == right.flowControl;
 }
 
-// std::map compares in the same way; these two are part of the published interface.
+// std::map compares in the same way; these two are kept for clients.
 [[nodiscard]] inline bool operator==(const GpibPropertiesMap& left, const GpibPropertiesMap& right)
 {
     return std::operator==(left, right);

@@ -181,7 +181,7 @@ bool isTemporary(std::string_view name)
            name.substr(name.size() - temporaryEnd.size()) == temporaryEnd;
 }
 
-/// A folder, open and under a shared lock. The lock tells other processes that the temporary files in it are in use.
+/// A folder, open and under a shared lock. While it is locked, other processes leave its temporary files alone.
 class Folder
 {
 public:
@@ -191,7 +191,7 @@ public:
           m_readable(::openat(m_descriptor.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC))
     {
         removeLeftOvers();
-        // A folder that does not open for reading, or has no locks, is used without a lock.
+        // Use the folder without a lock if it is not readable, has no locks, or stays locked.
         for (int count = 0; count < maximumLockAttempts; ++count)
         {
             if (::flock(m_readable.get(), LOCK_SH | LOCK_NB) == 0 || errno != EWOULDBLOCK)
@@ -270,8 +270,8 @@ std::string temporaryName()
     return std::string(temporaryBegin) + std::to_string(random()) + std::string(temporaryEnd);
 }
 
-/// A new file. The destructor removes it unless it has taken a lasting name. It has no name at first where the file
-/// system can do that, so a killed process leaves nothing.
+/// A new file. The destructor removes it unless it has taken a lasting name. Where the file system can do that, it has
+/// no name until it is complete.
 class NewFile
 {
 public:
@@ -412,7 +412,7 @@ void NewFile::keepUnless(const OldFile& old, const std::string& name)
     }
     catch (const std::system_error&)
     {
-        // Leave it under its temporary name.
+        // No copy can be made. Leave it under its temporary name; the next save removes it.
         m_name.clear();
     }
 }

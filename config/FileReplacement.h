@@ -13,7 +13,8 @@ namespace KyVisa
 /// Reads a file into `bytes`. Returns false if an error stopped the reading; `bytes` then contains the beginning.
 bool readFile(const std::string& path, std::string& bytes);
 
-/// Replaces one file by new bytes. A failure or a killed process never loses the old bytes.
+/// Replaces one file by new bytes. A failure or a killed process loses the old bytes only in a write in place for which
+/// no copy could be made.
 struct FileReplacement
 {
     /// The file, or a symbolic link to it. It need not exist, but its folder must.
@@ -27,8 +28,9 @@ struct FileReplacement
     /// hard links, or if the folder permits no rename. Mode, access control list, group and owner stay, as far as the
     /// process may set them. Replaces the file even if no copy can be made.
     ///
-    /// Throws std::system_error and leaves the file as it was if anything fails, if the process may not both read and
-    /// write the file, or if it is not a regular file.
+    /// Throws std::system_error if anything fails, if the process may not both read and write the file, if it is not a
+    /// regular file, or if others change it at each of ten attempts. The file is then as it was, unless a write in
+    /// place could not be undone.
     void replaceBy(std::string_view bytes) const;
 };
 

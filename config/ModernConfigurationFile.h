@@ -44,8 +44,8 @@ public:
     /// the reading; the lines before it count. A file that does not open counts as empty.
     void parse(AliasMap& aliases, std::vector<std::string>& resources, ProviderId& provider) override;
 
-    /// Replaces the file, as FileReplacement does it. If anything fails, the old file stays whole and nothing is
-    /// reported. A line feed within an alias or a resource is written as a blank.
+    /// Replaces the file, as FileReplacement does it. Reports no failure. A line feed within an alias or a resource is
+    /// written as a blank.
     ///
     /// Keeps the old file as visa.conf.~1~ (or ~2~...) if a line in danger is not written again. In the file that
     /// m_known describes, the skipped lines are in danger; in any other file, all lines are.

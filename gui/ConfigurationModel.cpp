@@ -10,7 +10,7 @@
 namespace
 {
 
-/// Returns the text of a cell without the file format's separators and comment marks.
+/// Returns the text of a cell with '_' for blanks and without '=', '#' and ';', in an alias also without ':'.
 QString cleaned(const QString& text, int column)
 {
     QString result = text.trimmed();

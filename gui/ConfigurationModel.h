@@ -39,9 +39,11 @@ public:
     [[nodiscard]] QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
     [[nodiscard]] QVariant headerData(int section, Qt::Orientation orientation,
                                       int role = Qt::DisplayRole) const override;
-    /// Stores a text without the file format's separators and returns true. The row of `index` must exist.
+    /// Stores a text that the file format can hold. Always returns true; ignores other roles than Qt::EditRole. The row
+    /// of `index` must exist.
     bool setData(const QModelIndex& index, const QVariant& value, int role = Qt::EditRole) override;
-    /// Returns false and removes nothing if a row does not exist. Announces one row more than it removes.
+    /// Returns false and removes nothing if a row behind the last would be removed. Announces one row more than it
+    /// removes.
     bool removeRows(int row, int count, const QModelIndex& parent = QModelIndex()) override;
 
     /// Announces that the whole table may have changed, to one past its last row and column.
@@ -60,7 +62,8 @@ public:
     void setSerialProperties(const KyVisa::SerialPropertiesMap& properties);
     void setGpibProperties(const KyVisa::GpibPropertiesMap& properties);
 
-    /// Fills the working copy from the store. The GPIB properties stay: the store has none.
+    /// Fills the working copy from the store, without a signal for its rows. The GPIB properties stay: the store has
+    /// none.
     void loaddata();
 
 public slots:
@@ -68,7 +71,8 @@ public slots:
     void addEntry();
     /// Removes the current row, if a row is selected.
     void removeSelectedEntry();
-    /// Saves rows, serial properties and provider through the store. Failures are not reported.
+    /// Saves rows, serial properties and provider through the store. Reports no failure, and is not dirty afterwards.
+    /// The store has no place for GPIB properties.
     void save();
 
 signals:

@@ -308,7 +308,7 @@ void MainWindow::showFileName()
 void MainWindow::modelDirtyFlagChanged(bool bDirty)
 {
     ui->actionSave->setEnabled(bDirty);
-    // Only the first save changes what is edited. To ask the store after each one would load the file each time.
+    // Only the first save creates the file. showFileName() after each save would load the file again.
     if (!bDirty && !m_fileExists)
         showFileName();
 }

@@ -75,7 +75,7 @@ private:
     std::unique_ptr<QMenu> m_pPopupMenu;
     std::thread m_resourceThread;
     int m_selectedBeforeRemoval = -1;
-    bool m_fileExists = false; ///< the file to save, as shown last
+    bool m_fileExists = false; ///< whether it did when its name was shown last
 };
 
 } // namespace gui

@@ -92,7 +92,7 @@ PropertyDialog::~PropertyDialog()
 void PropertyDialog::setupUi()
 {
     setWindowFlag(Qt::WindowContextHelpButtonHint, false);
-    // Applies the stored tab while there are four tabs, although it was stored with two.
+    // On purpose before two tabs are removed: the stored index counts four tabs here.
     restoreWindowSettings();
     redrawtree();
     for (QWidget* page : {ui->tabConfMang, ui->tabGpibProperties})
@@ -104,7 +104,7 @@ void PropertyDialog::setupUi()
 
 void PropertyDialog::setupConnections()
 {
-    // The form connects the buttons and comboBoxSerialInterface: the first ports are added before this runs.
+    // The form connects the buttons and comboBoxSerialInterface, because ports are added before this function runs.
     connect(ui->PropertyTree, &QTreeWidget::itemChanged, this, &PropertyDialog::itemChanged);
     connect(ui->actionAdd_Device, &QAction::triggered, this, &PropertyDialog::addDevice);
     connect(ui->actionRemove_Device, &QAction::triggered, this, &PropertyDialog::removeDevice);

@@ -51,7 +51,7 @@ QStringList findResources(ViSession session)
     ViFindList findList = VI_NULL;
     ViUInt32 count = 0;
     FoundName name;
-    // Any status but VI_SUCCESS means that nothing was found and that no list is open.
+    // Here a warning, or a count of 0, also means that nothing was found. The session closes a list that is open.
     if (viFindRsrc(session, "?*", &findList, &count, name.buffer()) != VI_SUCCESS || count == 0)
         return resources;
 
@@ -196,7 +196,7 @@ bool ResourceDialog::eventFilter(QObject* watched, QEvent* event)
 void ResourceDialog::showEvent(QShowEvent* event)
 {
     QDialog::showEvent(event);
-    // A search may have begun or ended since construction. The flag may lag behind the lock, so compare as well.
+    // A search may have begun or ended since construction. Compare as well: the flag does not show one that has ended.
     if (s_resourceListUpdateInProcess || !listIsCurrent())
         refreshList(false);
     restoreWindowSettings();

@@ -39,7 +39,7 @@ struct ResourceParts
 };
 
 /// Returns the resource string for an interface type, or an empty text if the type is not in the list. Trims the
-/// parts and checks nothing.
+/// parts, except the port of HiSLIP, and checks nothing.
 [[nodiscard]] QString composeResourceString(int interfaceType, const ResourceParts& parts);
 
 } // namespace gui

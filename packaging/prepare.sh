@@ -5,7 +5,7 @@
 # Sourced by run, test, bench/run and the checks: installs missing Debian packages, says what it does.
 
 build_packages=(g++ cmake ninja-build pkg-config qtbase5-dev libudev-dev libre2-dev libsystemd-dev)
-# What a window needs that the libraries do not ask for themselves: a Wayland platform and a font.
+# What a window needs and no library depends on: a Wayland platform and a font.
 run_packages=(qtwayland5 fonts-dejavu-core)
 # What shows the window where there is no display.
 display_packages=(tigervnc-standalone-server tigervnc-tools xauth matchbox-window-manager)

@@ -17,7 +17,7 @@ namespace
 
 bool isSerialPort(udev_device* device)
 {
-    // A virtual terminal has no parent either, but its path is quicker to test. A UART of type 0 does not exist.
+    // Devices without hardware have this path. A UART of type 0 does not exist.
     const std::string_view place = udev_device_get_devpath(device);
     return udev_device_get_devnode(device) != nullptr && place.rfind("/devices/virtual/", 0) != 0 &&
            udevAttribute(device, "type") != "0";
@@ -28,7 +28,7 @@ bool isSerialPort(udev_device* device)
 std::vector<std::string> serialPortResources()
 {
     std::vector<std::string> resources;
-    // udev opens each device. Most are virtual terminals: tty0, tty1, ...
+    // The patterns skip the many virtual terminals, tty0, tty1 and so on: udev opens each device that matches.
     for (const UdevDevice& device : udevDevices("tty", {"[!t]*", "tty[!0-9]*"}))
     {
         if (isSerialPort(device.get()))

@@ -16,8 +16,8 @@ namespace standin
 /// Returns `USB0::0xVVVV::0xPPPP::serial::INSTR` for each USBTMC interface of this machine, sorted, each once. Needs no
 /// permission on the devices. Any thread may call.
 ///
-/// The interface number precedes INSTR if a device has several interfaces. The place replaces a missing serial number,
-/// and follows one that several devices of a model have.
+/// The interface number precedes INSTR if a device has several interfaces. `PORT-` and the kernel's name of the
+/// port replace a missing serial number, and follow one that several devices of a model have.
 [[nodiscard]] std::vector<std::string> usbInstrumentResources();
 
 } // namespace standin

@@ -70,7 +70,7 @@ std::vector<std::string> findResources(const ResourceExpression& expression, con
         {
             for (std::string& resource : source())
             {
-                // A device that was just unplugged has lost its IDs.
+                // Skip an incomplete name: its device was just unplugged.
                 if (parseResourceName(resource) && expression.matches(resource))
                     resources.push_back(std::move(resource));
             }

@@ -325,8 +325,8 @@ TEST(Saving, LeavesWholeFilesWhenItIsKilled)
     for (int kill = 0; kill < (count == nullptr ? 100 : std::atoi(count)); ++kill)
     {
         prepare("old");
-        const pid_t child = ::fork();
-        for (unsigned number = 0; child == 0; ++number)
+        const pid_t parent = ::getpid(), child = ::fork();
+        for (unsigned number = 0; ::getpid() != parent; ++number)
             replaceBy(std::string(100000, "abcdefgh"[number % 8]));
         ::usleep(static_cast<useconds_t>(500 + kill * 37 % 3000));
         ::kill(child, SIGKILL);
