@@ -6,9 +6,7 @@
 #include "config/FileReplacement.h"
 
 #include <csignal>
-#include <cstring>
 #include <functional>
-#include <iostream>
 #include <set>
 #include <thread>
 
@@ -159,8 +157,7 @@ void expectProtected(const Protection& old)
         const bool isGroupKept = now.status.st_gid == old.status.st_gid;
         EXPECT_EQ(now.status.st_mode, isGroupKept ? old.status.st_mode : old.status.st_mode & ~070U) << path;
         EXPECT_EQ(now.list, isGroupKept ? old.list : "") << path;
-        const bool isOwn = disturbed == "fchown" && now.status.st_uid == ::geteuid();
-        EXPECT_TRUE(now.status.st_uid == old.status.st_uid || isOwn) << path;
+        EXPECT_TRUE(now.status.st_uid == old.status.st_uid || disturbed == "fchown") << path;
     }
 }
 
@@ -225,27 +222,25 @@ bool disturb(const OldFile& old, long call, const Check& check)
 /// Has the fault at each system call in turn, for all kinds of old files and file systems.
 void sweep(const Check& check)
 {
-    static int count = 0;
     const std::vector<OldFile> files = {
         {}, {version + "OLD=entry\n"}, {mine}, {version + "#" + std::string(5000, 'x'), true}, {mine, false, true}};
     for (std::size_t at = 0; at < 2 * files.size(); ++at)
     {
         const OldFile& old = files[at / 2];
         isSimple = at % 2 == 0;
-        for (long call = 0; disturb(old, call, check); ++call, ++count)
+        for (long call = 0; disturb(old, call, check); ++call)
             ASSERT_FALSE(::testing::Test::HasFailure())
                 << old.text.substr(0, 50) << " call " << call << ", " << disturbed;
         // Bytes are on the disk before they get a name, and all is there in the end.
         EXPECT_THAT(calls, ::testing::Not(ContainsRegex("pwrite [^pf]")));
         EXPECT_THAT(calls, ContainsRegex("fsync (unlinkat )*$"));
     }
-    std::cout << count << " faults\n";
 }
 
 /// Lets each call fail. Those in `survived` must not stop the save.
 void failEachCall(int error, std::set<std::string> survived)
 {
-    SCOPED_TRACE(std::strerror(error));
+    SCOPED_TRACE(error);
     survived.insert({"", "faccessat", "flock", "unlinkat"});
     fault = [error] { return error; };
     sweep([&](const OldFile& old, const Texts& texts) {
@@ -287,29 +282,17 @@ TEST(Saving, LosesNothingWhicheverCallFails)
     failEachCall(ENOSYS, {"fallocate", "renameat2"});
 }
 
-TEST(Saving, WritesIntoAMountPoint)
+TEST(Saving, LosesNothingWhenAllCallsFailFromOneOn)
 {
     fault = [] {
         callsLeft = 0;
-        return disturbed == "renameat2" ? EBUSY : 0;
+        return disturbed == "unlinkat" ? 0 : EIO; // It must not remove the only copy.
     };
-    disturb({mine}, 0, [](const OldFile&, const Texts& texts) { EXPECT_EQ(texts, (Texts{replaced, mine})); });
-}
-
-TEST(Saving, LosesNothingWhenAllCallsFailFromOneOn)
-{
-    for (const std::string works : {"", "unlinkat"})
-    {
-        fault = [&works] {
-            callsLeft = 0;
-            return disturbed == works ? 0 : EIO;
-        };
-        sweep([](const OldFile& old, const Texts& texts) {
-            const bool isInPlace = old.hasHardLink || old.isInProtectedFolder;
-            EXPECT_TRUE(texts[0] == old.text || texts[0] == replaced || isInPlace);
-            EXPECT_THAT(texts, Contains(old.hasComment() ? old.text : texts[0]));
-        });
-    }
+    sweep([](const OldFile& old, const Texts& texts) {
+        const bool isInPlace = old.hasHardLink || old.isInProtectedFolder;
+        EXPECT_TRUE(texts[0] == old.text || texts[0] == replaced || isInPlace);
+        EXPECT_THAT(texts, Contains(old.hasComment() ? old.text : texts[0]));
+    });
 }
 
 TEST(Saving, KeepsWhatAnotherProgramWritesMeanwhile)
@@ -321,8 +304,7 @@ TEST(Saving, KeepsWhatAnotherProgramWritesMeanwhile)
 
 TEST(Saving, LeavesWholeFilesWhenItIsKilled)
 {
-    const char* count = std::getenv("KYVISA_KILLS");
-    for (int kill = 0; kill < (count == nullptr ? 100 : std::atoi(count)); ++kill)
+    for (int kill = 0; kill < 100; ++kill)
     {
         prepare("old");
         const pid_t parent = ::getpid(), child = ::fork();
@@ -355,18 +337,17 @@ TEST(Saving, KeepsWhatTwoWriteAtTheSameTime)
 TEST(Saving, LeavesAloneWhatIsProtectedOrNoFile)
 {
     prepare(mine);
-    fs::create_symlink("visa.conf.loop", "visa.conf.loop");
     ASSERT_EQ(::mkfifo("visa.conf.pipe", 0666), 0);
     for (const char* name : {"visa.conf.before.tmp", ".visa.conf.swapfile", ".visa.conf.tmp"})
         writeFile(name, "");
     fs::permissions("visa.conf", fs::perms(0444));
     become(ordinary);
-    for (const char* name : {"visa.conf", "visa.conf.loop", "visa.conf.pipe"})
+    for (const char* name : {"visa.conf", "visa.conf.pipe"})
         KyVisa::ModernConfigurationFile(name).save();
     become(0);
     EXPECT_EQ(readFile("visa.conf"), mine);
-    EXPECT_TRUE(fs::is_symlink("visa.conf.loop") && fs::is_fifo("visa.conf.pipe"));
-    EXPECT_EQ(std::distance(fs::directory_iterator("."), {}), 6);
+    EXPECT_TRUE(fs::is_fifo("visa.conf.pipe"));
+    EXPECT_EQ(std::distance(fs::directory_iterator("."), {}), 5);
 }
 
 // What a file contains behind the version line, and what happens to it, step by step.

@@ -27,7 +27,7 @@ using namespace standin;
 using Text = std::array<ViChar, VI_FIND_BUFLEN>;
 
 /// Makes a VISA call, which is written as its name without "vi" and its arguments. Returns the status and each result
-/// that is neither 0 nor empty. "-" is a null pointer; the last one stands for the places of the results.
+/// that is neither 0 nor empty. "-" is a null pointer; the last one stands for the place of a handle.
 std::vector<std::string> visaCall(const QStringList& words)
 {
     const ViObject object = words.value(1).toUInt();
@@ -39,15 +39,14 @@ std::vector<std::string> visaCall(const QStringList& words)
     std::array<ViUInt16, 2> interface = {};
     ViUInt16 *type = interface.data(), *board = &interface[1];
     std::array<Text, 3> text = {};
-    const bool hasPlaces = words.last() != "-";
-    ViUInt32 *handle = hasPlaces ? &opened : nullptr, *count = hasPlaces ? &number : nullptr;
-    ViChar* last = hasPlaces ? text[2].data() : nullptr;
+    ViUInt32* handle = words.last() == "-" ? nullptr : &opened;
+    ViChar* last = text[2].data();
     const std::map<QString, std::function<ViStatus()>> calls = {
         {"OpenDefaultRM", [&] { return viOpenDefaultRM(handle); }},
         {"SetAttribute", [&] { return viSetAttribute(object, code, words.value(3).toULongLong()); }},
-        {"GetNumber", [&] { return viGetAttribute(object, code, count); }},
+        {"GetNumber", [&] { return viGetAttribute(object, code, &number); }},
         {"GetText", [&] { return viGetAttribute(object, code, last); }},
-        {"FindRsrc", [&] { return viFindRsrc(object, name, handle, count, last); }},
+        {"FindRsrc", [&] { return viFindRsrc(object, name, handle, &number, last); }},
         {"FindNext", [&] { return viFindNext(object, last); }},
         {"ParseRsrc", [&] { return viParseRsrc(object, name, type, board); }},
         {"ParseRsrcEx", [&] { return viParseRsrcEx(object, name, type, board, text[0].data(), text[1].data(), last); }},
@@ -69,7 +68,6 @@ std::vector<std::string> answer(const QStringList& words)
     const std::string first = words.value(1).toStdString(), last = words.last().toLatin1().toStdString();
     const std::map<QString, std::function<std::string()>> functions = {
         {"Matches", [&] { return ResourceExpression(first).matches(last) ? last : ""; }},
-        {"Valid", [&] { return ResourceExpression(last).isValid() ? last : ""; }},
         {"Expand", [&] { return parseResourceName(last).value_or(ParsedResource()).expandedName; }},
         {"SerialNumber", [&] { return serialNumberField(last); }},
         {"conf", [&] { return writeConfiguration(last), ""; }},
