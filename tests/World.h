@@ -18,8 +18,8 @@ std::filesystem::path perUserFile();
 void writeFile(const std::filesystem::path& path, const std::string& text);
 std::string readFile(const std::filesystem::path& path);
 
-/// Writes the per-user visa.conf, the version line and `lines`, as of an hour ago or, the next time, a second less: the
-/// store tells loads apart by whole seconds.
+/// Writes the version line and `lines` to the per-user visa.conf. Each call sets a time one second later, because the
+/// store compares whole seconds.
 void writeConfiguration(const std::string& lines);
 
 /// A row of a table of texts: a case that fails by its own name.

@@ -26,8 +26,8 @@ namespace
 using namespace standin;
 using Text = std::array<ViChar, VI_FIND_BUFLEN>;
 
-/// Makes a VISA call, which is written as its name without "vi" and its arguments. Returns the status and each result
-/// that is neither 0 nor empty. "-" is a null pointer; the last one stands for the place of a handle.
+/// Makes a VISA call. The first word is its name without "vi". Returns the status and each result that is neither 0 nor
+/// empty. "-" as a name is a null pointer; as the last word it makes the pointers to the results null.
 std::vector<std::string> visaCall(const QStringList& words)
 {
     const ViObject object = words.value(1).toUInt();
@@ -39,14 +39,15 @@ std::vector<std::string> visaCall(const QStringList& words)
     std::array<ViUInt16, 2> interface = {};
     ViUInt16 *type = interface.data(), *board = &interface[1];
     std::array<Text, 3> text = {};
-    ViUInt32* handle = words.last() == "-" ? nullptr : &opened;
-    ViChar* last = text[2].data();
+    const bool hasPlaces = words.last() != "-";
+    ViUInt32 *handle = hasPlaces ? &opened : nullptr, *count = hasPlaces ? &number : nullptr;
+    ViChar* last = hasPlaces ? text[2].data() : nullptr;
     const std::map<QString, std::function<ViStatus()>> calls = {
         {"OpenDefaultRM", [&] { return viOpenDefaultRM(handle); }},
         {"SetAttribute", [&] { return viSetAttribute(object, code, words.value(3).toULongLong()); }},
-        {"GetNumber", [&] { return viGetAttribute(object, code, &number); }},
+        {"GetNumber", [&] { return viGetAttribute(object, code, count); }},
         {"GetText", [&] { return viGetAttribute(object, code, last); }},
-        {"FindRsrc", [&] { return viFindRsrc(object, name, handle, &number, last); }},
+        {"FindRsrc", [&] { return viFindRsrc(object, name, handle, count, last); }},
         {"FindNext", [&] { return viFindNext(object, last); }},
         {"ParseRsrc", [&] { return viParseRsrc(object, name, type, board); }},
         {"ParseRsrcEx", [&] { return viParseRsrcEx(object, name, type, board, text[0].data(), text[1].data(), last); }},
