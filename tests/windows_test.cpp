@@ -106,8 +106,7 @@ TEST(Model, LabelsItsColumnsAndSignalsItsRowsOneBeyondTheLast)
     QStringList log;
     QObject::connect(&model, &Model::rowsAboutToBeRemoved,
                      [&](auto, int first, int last) { log += QString("removing %1-%2").arg(first).arg(last); });
-    QObject::connect(&model, &Model::dataChanged,
-                     [&](auto, auto last) { log += QString("data to %1").arg(last.row()); });
+    QObject::connect(&model, &Model::dataChanged, [&](auto, auto last) { log += QString("data %1").arg(last.row()); });
     QObject::connect(&model, &Model::dirtyHasChanged, [&](bool isDirty) { log += isDirty ? "dirty" : "clean"; });
     QObject::connect(&model, &Model::editCompleted, [&](const QString& text) { log += "edited " + text; });
 
@@ -121,7 +120,7 @@ TEST(Model, LabelsItsColumnsAndSignalsItsRowsOneBeyondTheLast)
     model.setData(model.index(0, 0), "\t TC=P#I;P::1 2::INSTR \n", Qt::EditRole);
     model.setData(model.index(0, 1), " my dev:1 ; #x=y ", Qt::EditRole);
     model.loaddata();
-    EXPECT_EQ(log.join(", "), "edited R, dirty, data to 3, removing 0-1, data to 2, edited TCPIP::1_2::INSTR, "
+    EXPECT_EQ(log.join(", "), "edited R, dirty, data 3, removing 0-1, data 2, edited TCPIP::1_2::INSTR, "
                               "edited my_dev1__xy, clean");
 }
 
