@@ -7,9 +7,6 @@
 #include <QtTest>
 #include <QtWidgets>
 
-#include <functional>
-#include <map>
-
 namespace
 {
 
@@ -102,9 +99,8 @@ QString show(Words words)
 
 QString place(const QWidget& window)
 {
-    return QString::asprintf("%dx%d at %d,%d%s%s", window.width(), window.height(), window.x(), window.y(),
-                             window.isMaximized() ? " maximised" : "",
-                             window.windowFlags().testFlag(Qt::WindowContextHelpButtonHint) ? " with help" : "");
+    return QString::asprintf("%dx%d at %d,%d%s", window.width(), window.height(), window.x(), window.y(),
+                             window.isMaximized() ? " maximised" : "");
 }
 
 QString enabled(Words words)

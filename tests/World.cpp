@@ -83,7 +83,5 @@ int main(int argc, char** argv)
     QCoreApplication::setApplicationName("KyVisaConfigure");
     const QApplication application(argc, argv);
     ::testing::InitGoogleMock(&argc, argv);
-    const int result = RUN_ALL_TESTS();
-    QDir::setCurrent("/");
-    return result;
+    return RUN_ALL_TESTS();
 }

@@ -12,11 +12,9 @@
 
 #include "visa/visa.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <mutex>
 #include <sstream>
 #include <thread>
@@ -105,7 +103,7 @@ ViStatus viParseRsrc(ViSession object, ViConstString name, ViUInt16* interfaceTy
 {
     const auto lock = logged("viParseRsrc ", object, ' ', name);
     *interfaceType = VI_INTF_ASRL;
-    *interfaceNumber = static_cast<ViUInt16>(std::atoi(name + std::strlen("ASRL")));
+    *interfaceNumber = static_cast<ViUInt16>(std::stoi(name + std::strlen("ASRL")));
     return VI_SUCCESS;
 }
 

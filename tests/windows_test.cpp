@@ -3,7 +3,6 @@
 
 #include "World.h"
 #include "gui/ConfigurationModel.h"
-#include "gui/GpibBoards.h"
 #include "gui/MainWindow.h"
 #include "gui/PropertyDialog.h"
 #include "gui/ResourceDialog.h"
@@ -105,49 +104,37 @@ TEST(Model, LabelsItsColumnsAndSignalsItsRowsOneBeyondTheLast)
     writeConfiguration("R\nS\n");
     Model model(nullptr);
     QStringList log;
-    const auto noted = [&log](const char* name) {
-        return [&log, name](auto, int first, int last) { log += QString("%1 %2-%3").arg(name).arg(first).arg(last); };
-    };
-    QObject::connect(&model, &Model::rowsAboutToBeRemoved, noted("removing"));
-    QObject::connect(&model, &Model::headerDataChanged, noted("header"));
-    QObject::connect(&model, &Model::dataChanged, [&](auto first, auto last) {
-        noted("data")(first, first.row() + first.column(), last.row() * 10 + last.column());
-    });
+    QObject::connect(&model, &Model::rowsAboutToBeRemoved,
+                     [&](auto, int first, int last) { log += QString("removing %1-%2").arg(first).arg(last); });
+    QObject::connect(&model, &Model::dataChanged, [&](auto, auto last) { log += QString("data %1").arg(last.row()); });
     QObject::connect(&model, &Model::dirtyHasChanged, [&](bool isDirty) { log += isDirty ? "dirty" : "clean"; });
     QObject::connect(&model, &Model::editCompleted, [&](const QString& text) { log += "edited " + text; });
 
     EXPECT_EQ(model.headerData(0, Qt::Horizontal), "Resource identifier");
     EXPECT_EQ(model.headerData(1, Qt::Horizontal), "Alias");
     EXPECT_FALSE(model.headerData(0, Qt::Vertical).isValid());
-    EXPECT_FALSE(model.headerData(0, Qt::Horizontal, Qt::ToolTipRole).isValid());
     EXPECT_TRUE(model.setData(model.index(0, 0), " R ", Qt::EditRole));
-    EXPECT_TRUE(model.setData(model.index(0, 0), "Q", Qt::DisplayRole));
     model.add("T", "t");
     EXPECT_FALSE(model.removeRows(2, 2));
     EXPECT_TRUE(model.removeRows(0, 1));
     model.setData(model.index(0, 0), "\t TC=P#I;P::1 2::INSTR \n", Qt::EditRole);
     model.setData(model.index(0, 1), " my dev:1 ; #x=y ", Qt::EditRole);
-    model.removeSelectedEntry();
-    model.setResource("X");
     model.loaddata();
-    EXPECT_EQ(log.join(", "), "edited R, dirty, data 0-32, header 0-3, removing 0-1, data 0-22, header 0-2, "
-                              "edited TCPIP::1_2::INSTR, edited my_dev1__xy, clean");
+    EXPECT_EQ(log.join(", "), "edited R, dirty, data 3, removing 0-1, data 2, edited TCPIP::1_2::INSTR, "
+                              "edited my_dev1__xy, clean");
 }
 
 TEST(MainWindow, ShowsTheBeginningOfALongTextAndEditsAllOfIt)
 {
-    const QString longest(255, 'x');
-    const QString longer(100000, 'x');
-    writeConfiguration(longer.toStdString());
+    const QString longText(100000, 'x');
+    writeConfiguration(longText.toStdString());
     gui::MainWindow window;
     auto* view = window.findChild<QTableView*>();
-    EXPECT_TRUE(view->horizontalHeader()->stretchLastSection());
     EXPECT_EQ(view->columnWidth(0), window.width() * 2 / 3);
     const auto* delegate = qobject_cast<QStyledItemDelegate*>(view->itemDelegate());
-    EXPECT_EQ(delegate->displayText(longest, QLocale()), longest);
-    EXPECT_EQ(delegate->displayText(longer, QLocale()), longest + QChar(0x2026));
+    EXPECT_EQ(delegate->displayText(longText, QLocale()), QString(255, 'x') + QChar(0x2026));
     view->edit(view->model()->index(0, 0));
-    EXPECT_EQ(view->viewport()->findChild<QLineEdit*>()->text(), longer);
+    EXPECT_EQ(view->viewport()->findChild<QLineEdit*>()->text(), longText);
 }
 
 TEST(MainWindow, SearchesAtTheStartAndNamesItsFile)
@@ -159,7 +146,6 @@ TEST(MainWindow, SearchesAtTheStartAndNamesItsFile)
         EXPECT_EQ(view.accessibleDescription(), "The first save makes " + file);
         window.findChild<ConfigurationModel*>()->setDirty(true);
         window.findChild<ConfigurationModel*>()->save();
-        EXPECT_EQ(view.accessibleDescription(), "Edited file: " + file);
         EXPECT_EQ(view.horizontalHeader()->toolTip(), "<p style='white-space:pre'>Edited file: " + file);
     }
     EXPECT_EQ(readFile("log"), "viOpenDefaultRM\nviSetAttribute 1 0xf9c0002 7\nviSetAttribute 1 0xf9c0001 1000\n"
@@ -171,12 +157,8 @@ TEST(MainWindow, KeepsItsSelectionAndHasAMenu)
     writeConfiguration("A\nB\nC\nD");
     gui::MainWindow window;
     auto& view = *window.findChild<QTableView*>();
-    view.selectionModel()->setCurrentIndex(view.model()->index(0, 0), QItemSelectionModel::NoUpdate);
-    view.model()->removeRow(0);
-    EXPECT_FALSE(view.selectionModel()->hasSelection());
     view.selectionModel()->setCurrentIndex(view.model()->index(1, 0), QItemSelectionModel::NoUpdate);
-    QKeyEvent space(QEvent::KeyPress, Qt::Key_nobreakspace, {}, QString(QChar::Nbsp));
-    QCoreApplication::sendEvent(&view, &space);
+    QTest::sendKeyEvent(QTest::Press, &view, Qt::Key_nobreakspace, QString(QChar::Nbsp), Qt::NoModifier);
     view.model()->removeRow(0);
     EXPECT_EQ(view.selectionModel()->selectedRows().value(0).row(), 0);
 
@@ -272,19 +254,16 @@ TEST(SerialPage, ShowsWhatItsListsDoNotHave)
     EXPECT_EQ(readFile("log").find("viOpenDefaultRM\nviSetAttribute 1 0xf9c0002 0\nviFindRsrc 1 ASRL?*\nviParseRsrc"),
               0);
     dialog.findChild<QComboBox*>("comboBoxSerialInterface")->setCurrentIndex(1);
-    const auto* baudRates = dialog.findChild<QComboBox*>("comboBoxKyBaudrate");
-    EXPECT_EQ(baudRates->currentIndex(), 0);
-    EXPECT_EQ(dialog.findChild<QComboBox*>("comboBoxKyDatabits")->count(), 4);
+    EXPECT_EQ(dialog.findChild<QComboBox*>("comboBoxKyBaudrate")->currentIndex(), 0);
     dialog.accept();
     EXPECT_EQ(model.m_serialProperties,
               (KyVisa::SerialPropertiesMap{{1, {}}, {7, {1, 2, 3, 4, 5}}, {20, {250000, 5, 255, 255, 6}}}));
-    EXPECT_TRUE(model.isDirty());
 }
 
 TEST(GpibPage, WorksAlthoughNobodySeesIt)
 {
     Model model(nullptr);
-    model.m_gpibProperties = {{0, {}}, {5, {}}, {6, {}}};
+    model.m_gpibProperties = {{0, {}}, {5, {}}, {65535, {}}};
     gui::PropertyDialog dialog(model, nullptr);
     auto& tree = *dialog.findChild<QTreeWidget*>();
     const auto row = [&](int board) { return tree.topLevelItem(board)->child(0); };
@@ -297,12 +276,4 @@ TEST(GpibPage, WorksAlthoughNobodySeesIt)
     row(0)->setText(0, "65541");
     dialog.accept();
     EXPECT_EQ(model.m_gpibProperties, (KyVisa::GpibPropertiesMap{{5, {}}, {6, {65535, 65535, 0}}}));
-}
-
-TEST(GpibBoards, GetTheNumberAfterTheLargest)
-{
-    KyVisa::GpibPropertiesMap boards = {{65535, {3}}};
-    gui::addGpibBoard(boards);
-    gui::addGpibBoard(boards);
-    EXPECT_EQ(boards, (KyVisa::GpibPropertiesMap{{0, {}}, {1, {}}, {65535, {3}}}));
 }
