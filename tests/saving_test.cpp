@@ -21,7 +21,6 @@
 
 namespace fs = std::filesystem;
 using KyVisa::ConfigurationFile;
-using ::testing::Contains;
 using ::testing::ContainsRegex;
 using Texts = std::vector<std::string>;
 
@@ -265,7 +264,7 @@ void writeAtEachCall(const std::string& text, std::chrono::nanoseconds time)
     };
     const std::set<std::string> unnoticed = {"", "fallocate", "ftruncate", "pwrite", "renameat"};
     sweep([&](const OldFile&, const Texts& texts) {
-        EXPECT_THAT(texts, Contains(unnoticed.count(disturbed) == 0 ? text : texts[0]));
+        EXPECT_THAT(texts, ::testing::Contains(unnoticed.count(disturbed) == 0 ? text : texts[0]));
     });
 }
 
@@ -291,7 +290,7 @@ TEST(Saving, LosesNothingWhenAllCallsFailFromOneOn)
     sweep([](const OldFile& old, const Texts& texts) {
         const bool isInPlace = old.hasHardLink || old.isInProtectedFolder;
         EXPECT_TRUE(texts[0] == old.text || texts[0] == replaced || isInPlace);
-        EXPECT_THAT(texts, Contains(old.hasComment() ? old.text : texts[0]));
+        EXPECT_THAT(texts, ::testing::Contains(old.hasComment() ? old.text : texts[0]));
     });
 }
 
@@ -310,6 +309,7 @@ TEST(Saving, LeavesWholeFilesWhenItIsKilled)
         const pid_t parent = ::getpid(), child = ::fork();
         for (unsigned number = 0; ::getpid() != parent; ++number)
             replaceBy(std::string(100000, "abcdefgh"[number % 8]));
+        ASSERT_GT(child, 0); // kill() takes -1 for every process.
         ::usleep(static_cast<useconds_t>(500 + kill * 37 % 3000));
         ::kill(child, SIGKILL);
         ::waitpid(child, nullptr, 0);
