@@ -60,8 +60,6 @@ bool createDirectoriesFor(const std::string& path)
 ConfigurationFile::ConfigurationFile() : m_fileName(searchConfigFile(false))
 {
     load();
-    // NOLINTNEXTLINE(cppcoreguidelines-prefer-member-initializer): load() sets m_loaded.
-    m_known = m_loaded;
 }
 
 ConfigurationFile& ConfigurationFile::getInstance()
@@ -115,16 +113,13 @@ void ConfigurationFile::load()
 {
     if (m_fileName.empty())
         m_fileName = searchConfigFile(false);
-    // As m_lastModified stays as it is, every getInstance() looks at such a file again.
-    if (m_fileName.empty() || !ModernConfigurationFile::isParseAble(m_fileName))
+    // Leave m_lastModified unchanged, so that the next getInstance() tries this file again.
+    if (!isRegularFile(m_fileName) || !ModernConfigurationFile::isParseAble(m_fileName))
         return;
 
     m_cursor.reset();
-    auto file = std::make_unique<ModernConfigurationFile>(m_fileName);
-    const ModernConfigurationFile& read = *file;
-    m_impl = std::move(file);
+    m_impl = std::make_unique<ModernConfigurationFile>(m_fileName);
     m_impl->parse(m_aliases, m_resources, m_provider);
-    m_loaded = read.m_known;
     m_serialProperties = m_impl->getSerialProperties();
     m_provider = m_impl->getProvider();
     m_lastModified = modificationTime(m_fileName);
@@ -143,26 +138,16 @@ void ConfigurationFile::save()
     if (m_fileName == own)
         createDirectoriesFor(own);
 
-    ModernConfigurationFile file(m_fileName);
-    file.m_serialProperties = m_serialProperties;
-    file.m_provider = m_provider;
-    file.m_copyFolder = own.substr(0, own.rfind('/'));
-    // Swap instead of copying: there may be very many. Neither swap() nor replace() throws.
-    file.m_aliases.swap(m_aliases);
-    file.m_resources.swap(m_resources);
-    file.m_known = m_known;
-    const std::shared_ptr<const KnownText> saved = file.replace();
-    file.m_aliases.swap(m_aliases);
-    file.m_resources.swap(m_resources);
-    // A save within the second of the last load is not loaded again, so this is what the memory holds.
-    if (saved)
-        m_known = m_loaded = saved;
+    // Not by a ModernConfigurationFile of its own: copying many aliases to it takes longer than the save.
+    std::string text = ModernConfigurationFile::text(m_provider, m_serialProperties, m_resources, m_aliases);
+    if (ModernConfigurationFile::replace(m_fileName, text, m_shown, own.substr(0, own.rfind('/'))))
+        m_shown = std::move(text);
 }
 
 void ConfigurationFile::rememberLoaded()
 {
     const std::lock_guard lock(getMutex());
-    m_known = m_loaded;
+    m_shown = ModernConfigurationFile::text(m_provider, m_serialProperties, m_resources, m_aliases);
 }
 
 std::string ConfigurationFile::lookupAlias(const std::string& resource) const

@@ -43,15 +43,12 @@ public:
     void load();
 
     /// Writes everything to the file, and creates it where there is none. Reports no failure. The next getInstance()
-    /// loads what was written, unless the last load was within the same second. Keeps a copy of lines that the user has
-    /// not seen, see ModernConfigurationFile::save():
-    /// - if the file is as the user saw it last: the lines that reading skipped,
-    /// - if it is as save() left it: none,
-    /// - otherwise: all.
+    /// loads what was written, unless the last load was within the same second. Keeps a copy of lines that are neither
+    /// saved nor known to the user, see ModernConfigurationFile::save().
     void save();
 
-    /// Records that the user sees what was loaded last, so that the next save() may drop its entries. The constructor
-    /// does so, too. A later load() does not: setData() may replace its result before anybody sees it.
+    /// Call this after showing the loaded entries. Entries that were never shown are kept in a copy when save() drops
+    /// them.
     void rememberLoaded();
 
     /// Returns the alias of a resource string, in any letter case, or an empty string.
@@ -104,8 +101,7 @@ private:
     [[nodiscard]] AliasMap::const_iterator aliasAt(std::size_t position) const;
 
     mutable std::optional<Cursor> m_cursor;
-    std::shared_ptr<const KnownText> m_loaded; ///< what load() has read last
-    std::shared_ptr<const KnownText> m_known;  ///< what the user has seen, or save() has written, last
+    std::string m_shown; ///< the entries that the user has seen or save() has written last, as a file's text
 };
 
 } // namespace KyVisa

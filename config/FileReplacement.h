@@ -10,9 +10,6 @@
 namespace KyVisa
 {
 
-/// Reads a file into `bytes`. Returns false if an error stopped the reading; `bytes` then contains the beginning.
-bool readFile(const std::string& path, std::string& bytes);
-
 /// Replaces one file by new bytes. A failure or a killed process loses the old bytes only in a write in place for which
 /// no copy could be made.
 struct FileReplacement
@@ -26,7 +23,7 @@ struct FileReplacement
 
     /// Renames a new file over the old one. Writes into the old one instead if it is a mount point, if it has several
     /// hard links, or if the folder permits no rename. Mode, access control list, group and owner stay, as far as the
-    /// process may set them. Replaces the file even if no copy can be made.
+    /// process may set them. Makes no second copy of the same bytes. Replaces the file even if no copy can be made.
     ///
     /// Throws std::system_error if anything fails, if the process may not both read and write the file, if it is not a
     /// regular file, or if others change it at each of ten attempts. The file is then as it was, unless a write in

@@ -5,18 +5,8 @@
 
 #include "IConfigurationFileImpl.h"
 
-#include <memory>
-#include <string_view>
-
 namespace KyVisa
 {
-
-/// The text of a file, and those of its lines that reading skipped.
-struct KnownText
-{
-    std::string text;
-    std::vector<std::string> skippedLines;
-};
 
 /// The line-oriented text format of visa.conf, bound to one path.
 ///
@@ -44,15 +34,18 @@ public:
     /// the reading; the lines before it count. A file that does not open counts as empty.
     void parse(AliasMap& aliases, std::vector<std::string>& resources, ProviderId& provider) override;
 
-    /// Replaces the file, as FileReplacement does it. Reports no failure. A line feed within an alias or a resource is
-    /// written as a blank.
-    ///
-    /// Keeps the old file as visa.conf.~1~ (or ~2~...) if a line in danger is not written again. In the file that
-    /// m_known describes, the skipped lines are in danger; in any other file, all lines are.
+    /// Writes the members to the file, as replace() does it. Nothing counts as shown.
     void save() const;
 
-    /// As save(). Returns the text of the saved file, or null when it was not saved.
-    [[nodiscard]] std::shared_ptr<const KnownText> replace() const noexcept;
+    /// Returns the text of a file with these entries. A line feed within an alias or a resource is written as a blank.
+    [[nodiscard]] static std::string text(ProviderId provider, const SerialPropertiesMap& serialProperties,
+                                          const std::vector<std::string>& resources, const AliasMap& aliases);
+
+    /// Replaces a file, as FileReplacement does it. Keeps the old one as visa.conf.~1~ (or ~2~...) unless every line of
+    /// it is, by its meaning, in the new text or in `shown`, the lines that the user has seen. Returns whether it was
+    /// saved.
+    static bool replace(const std::string& fileName, const std::string& newText, const std::string& shown,
+                        const std::string& copyFolder) noexcept;
 
     /// The first line of every file of this format.
     [[nodiscard]] static const std::string& GetVersionString();
@@ -64,17 +57,9 @@ public:
     AliasMap m_aliases;
     std::vector<std::string> m_resources;
     ProviderId m_provider = defaultProvider;
-    std::shared_ptr<const KnownText> m_known; ///< what parse() has read to the end; null: nothing
-    std::string m_copyFolder;                 ///< where a copy goes that cannot lie beside the file, or empty
 
 private:
-    /// Returns the skipped lines.
-    std::vector<std::string> readLines(std::string_view text, std::vector<std::string_view>& aliasLines);
-    void readEntry(std::string_view line, std::vector<std::string_view>& aliasLines, std::vector<std::string>& skipped);
-    /// Adds the lines of replaced aliases to `skipped`.
-    void addAliases(const std::vector<std::string_view>& lines, std::vector<std::string>& skipped);
-    [[nodiscard]] bool wouldLose(const std::string& oldText, std::string_view newText) const;
-    [[nodiscard]] std::string text() const;
+    void readLine(const std::string& line);
 };
 
 } // namespace KyVisa

@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
 // SPDX-License-Identifier: MIT
 
-#include "config/FileReplacement.h"
 #include "config/ModernConfigurationFile.h"
 
 #include <algorithm>
@@ -25,6 +24,13 @@ std::set<std::string> linesOf(const std::string& text)
     return lines;
 }
 
+std::string readFile(const std::string& path)
+{
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
+}
+
 } // namespace
 
 /// Reads a file, saves it and reads it again.
@@ -38,10 +44,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     file.parse(file.m_aliases, file.m_resources, file.m_provider);
     file.save();
     again.parse(again.m_aliases, again.m_resources, again.m_provider);
-    std::string saved, copy;
-    KyVisa::readFile(path, saved);
-    const bool hasCopy = KyVisa::readFile(path + ".~1~", copy) && std::filesystem::remove(path + ".~1~");
-    const auto lines = linesOf(saved), oldLines = linesOf(old);
+    const std::string copy = readFile(path + ".~1~");
+    const bool hasCopy = std::filesystem::remove(path + ".~1~");
+    const auto lines = linesOf(readFile(path)), oldLines = linesOf(old);
     if (hasCopy ? copy != old : !std::includes(lines.begin(), lines.end(), oldLines.begin(), oldLines.end()))
         __builtin_trap();
     if (again.m_aliases != file.m_aliases || again.m_resources != file.m_resources ||
