@@ -5,12 +5,13 @@
 
 #include "ui_MainWindow.h"
 
+#include "CellDelegate.h"
+#include "PaleIcon.h"
 #include "PropertyDialog.h"
 #include "ResourceDialog.h"
 #include "RsrcStringEditor.h"
 #include "WindowSettings.h"
 #include "config/ConfigurationFile.h"
-#include "visa/visa.h"
 
 #include <QCloseEvent>
 #include <QFile>
@@ -19,12 +20,9 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QMessageBox>
-#include <QPainter>
-#include <QStyledItemDelegate>
 #include <QToolButton>
 
 #include <algorithm>
-#include <limits>
 
 namespace gui
 {
@@ -38,58 +36,11 @@ constexpr int gridLineWidth = 1;
 // the start.
 constexpr int measuredRows = 50;
 
-/// Shortens very long texts in the table. The layout of a line of megabytes takes seconds.
-class CellDelegate : public QStyledItemDelegate
-{
-public:
-    using QStyledItemDelegate::QStyledItemDelegate;
-
-    [[nodiscard]] QString displayText(const QVariant& value, const QLocale& /*locale*/) const override
-    {
-        constexpr int longestName = VI_FIND_BUFLEN - 1;
-        const QString text = value.toString();
-        return text.size() <= longestName ? text : text.left(longestName) + QChar(0x2026);
-    }
-
-    [[nodiscard]] QWidget* createEditor(QWidget* parent, const QStyleOptionViewItem& option,
-                                        const QModelIndex& index) const override
-    {
-        QWidget* editor = QStyledItemDelegate::createEditor(parent, option, index);
-        // The default limit would cut a longer text.
-        if (auto* edit = qobject_cast<QLineEdit*>(editor))
-            edit->setMaxLength(std::numeric_limits<int>::max());
-        return editor;
-    }
-};
-
 /// Whether the key types a blank. Many keyboards type no-break spaces as well.
 bool isSpace(const QKeyEvent& event)
 {
     const QString text = event.text();
     return event.key() == Qt::Key_Space || (text.size() == 1 && text.at(0).category() == QChar::Separator_Space);
-}
-
-/// Returns the icon with a pale one for its disabled state. The style's grey looks enabled on a dark background.
-QIcon withPaleDisabled(const QIcon& icon)
-{
-    constexpr int largest = 64;
-    constexpr double opacity = 0.35;
-    QIcon result = icon;
-    for (const QSize& size : icon.availableSizes())
-    {
-        if (size.width() > largest)
-            continue;
-        const QPixmap normal = icon.pixmap(size);
-        QPixmap pale(normal.size());
-        pale.setDevicePixelRatio(normal.devicePixelRatio());
-        pale.fill(Qt::transparent);
-        QPainter painter(&pale);
-        painter.setOpacity(opacity);
-        painter.drawPixmap(0, 0, normal);
-        painter.end();
-        result.addPixmap(pale, QIcon::Disabled);
-    }
-    return result;
 }
 
 } // namespace
