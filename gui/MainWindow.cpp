@@ -23,6 +23,7 @@
 #include <QToolButton>
 
 #include <algorithm>
+#include <array>
 
 namespace gui
 {
@@ -32,9 +33,6 @@ namespace
 
 const QLatin1String settingsGroup("MainWindow");
 constexpr int gridLineWidth = 1;
-// The number of rows that set the first column widths: as many as a screen of 1,440 lines shows. Measuring more delays
-// the start.
-constexpr int measuredRows = 50;
 
 /// Whether the key types a blank. Many keyboards type no-break spaces as well.
 bool isSpace(const QKeyEvent& event)
@@ -53,10 +51,6 @@ MainWindow::MainWindow(QWidget* parent)
     setupUi();
     setupConnections();
     restoreWindowSettings();
-    const int widest = width() * 2 / 3;
-    QHeaderView& columns = *ui->resourceView->horizontalHeader();
-    if (columns.sectionSize(ConfigurationModel::ResourceColumn) > widest)
-        columns.resizeSection(ConfigurationModel::ResourceColumn, widest);
 }
 
 MainWindow::~MainWindow()
@@ -73,10 +67,12 @@ void MainWindow::setupUi()
             [this] { m_selectedBeforeRemoval = selectedRow(); });
     ui->resourceView->setModel(&m_model);
     ui->resourceView->installEventFilter(this);
-    ui->resourceView->setItemDelegate(new CellDelegate(this));
+    auto* delegate = new CellDelegate(this);
+    ui->resourceView->setItemDelegate(delegate);
+    // Connected after the view, so the text is stored by then.
+    connect(delegate, &CellDelegate::commitData, this, [this] { widenFor(ui->resourceView->currentIndex().row()); });
     ui->resourceView->horizontalHeader()->setStretchLastSection(true);
-    ui->resourceView->horizontalHeader()->setResizeContentsPrecision(measuredRows);
-    ui->resourceView->resizeColumnsToContents();
+    resizeColumnsToContents();
     m_model.m_pSelectionModel = ui->resourceView->selectionModel();
     // Tab reaches the buttons; a click does not take the focus.
     for (QToolButton* button : ui->toolBar->findChildren<QToolButton*>())
@@ -86,6 +82,38 @@ void MainWindow::setupUi()
     for (QAction* action : {ui->actionEdit, ui->actionFind, ui->actionSave})
         action->setIcon(withPaleDisabled(action->icon()));
     showFileName();
+}
+
+void MainWindow::resizeColumnsToContents()
+{
+    QHeaderView& columns = *ui->resourceView->horizontalHeader();
+    const int precision = columns.resizeContentsPrecision();
+    columns.setResizeContentsPrecision(1);
+    ui->resourceView->resizeColumnsToContents();
+    columns.setResizeContentsPrecision(precision);
+
+    // The layout of every text would delay the start. So add up the widths of the characters, each measured once, and
+    // lay out some texts with the largest sums: kerning can change their order.
+    constexpr int most = 10;
+    const QFontMetrics font = ui->resourceView->fontMetrics();
+    std::array<int, 256> widths = {}; // of Latin-1, which the file contains
+    std::vector<std::pair<int, int>> rows;
+    for (int row = 0; row < m_model.rowCount(); ++row)
+    {
+        int sum = 0;
+        const QString text = m_model.index(row, ConfigurationModel::ResourceColumn).data().toString();
+        for (const QChar character : text)
+        {
+            int& width = widths[static_cast<unsigned char>(character.toLatin1())];
+            if (width == 0)
+                width = font.horizontalAdvance(character);
+            sum += width;
+        }
+        rows.emplace_back(sum, row);
+    }
+    const auto end = rows.begin() + std::min(m_model.rowCount(), most);
+    std::partial_sort(rows.begin(), end, rows.end(), std::greater<>());
+    std::for_each(rows.begin(), end, [this](const auto& each) { widenFor(each.second); });
 }
 
 void MainWindow::setupConnections()
@@ -186,13 +214,18 @@ void MainWindow::showChangedRow(int row)
 {
     // The model does not announce changed cells.
     ui->resourceView->viewport()->update();
+    widenFor(row);
+    // Paint now: the destructor of a dialog then writes its settings to the disk.
+    QCoreApplication::sendPostedEvents(this, QEvent::UpdateRequest);
+}
+
+void MainWindow::widenFor(int row)
+{
     QHeaderView& columns = *ui->resourceView->horizontalHeader();
     const QModelIndex resource = m_model.index(row, ConfigurationModel::ResourceColumn);
     const int needed = ui->resourceView->sizeHintForIndex(resource).width() + gridLineWidth;
     if (needed > columns.sectionSize(ConfigurationModel::ResourceColumn))
         columns.resizeSection(ConfigurationModel::ResourceColumn, needed);
-    // Paint now: the destructor of a dialog then writes its settings to the disk.
-    QCoreApplication::sendPostedEvents(this, QEvent::UpdateRequest);
 }
 
 int MainWindow::selectedRow() const
