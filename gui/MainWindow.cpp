@@ -125,6 +125,8 @@ void MainWindow::setupConnections()
     connect(ui->actionAdd_Resource, &QAction::triggered, this, &MainWindow::rsrcStringEditor);
     connect(ui->actionRemove_resource, &QAction::triggered, &m_model, &ConfigurationModel::removeSelectedEntry);
     connect(ui->actionEdit, &QAction::triggered, this, &MainWindow::rsrcStringEditorEdit);
+    // The button is disabled by the save, and would pass the focus on to Close.
+    connect(ui->actionSave, &QAction::triggered, ui->resourceView, qOverload<>(&QWidget::setFocus));
     connect(ui->actionSave, &QAction::triggered, &m_model, &ConfigurationModel::save);
     connect(ui->actionFind, &QAction::triggered, this, &MainWindow::findResource);
     connect(ui->actionEdit_properties, &QAction::triggered, this, &MainWindow::setProperties);
@@ -166,6 +168,7 @@ void MainWindow::rsrcStringEditor()
     if (dialog.exec() == QDialog::Accepted)
     {
         m_model.add(dialog.getRsrcString(), dialog.getAlias());
+        ui->resourceView->selectRow(m_model.rowCount() - 1);
         ui->resourceView->scrollToBottom();
         showChangedRow(m_model.rowCount() - 1);
     }
