@@ -13,7 +13,7 @@
 namespace gui
 {
 
-/// Limits the memory that a wrong count can fill. No bench has so many resources.
+/// A search asks for so many names at most, because the count that the library reports can be wrong.
 constexpr ViUInt32 mostFoundResources = 10000;
 
 /// A buffer for a resource name from the library. It is larger than VISA requires and always ends with a NUL.

@@ -21,9 +21,6 @@ namespace gui
 namespace
 {
 
-constexpr ViUInt32 mostReserved = 4096; // The reported count is not trusted; it only limits reserve().
-constexpr int mostFailures = 4096;      // After so many in a row the search stops.
-
 const QLatin1String settingsGroup("ResourceDialog");
 
 /// Sets the in-process flag during a search, and clears it even after an exception.
@@ -56,15 +53,13 @@ QStringList findResources(ViSession session)
         return resources;
 
     const VisaHandle list(findList);
-    resources.reserve(static_cast<int>(std::min(count, mostReserved)));
+    count = std::min(count, mostFoundResources);
+    resources.reserve(static_cast<int>(count));
     resources.append(name.text());
-    int failures = 0;
-    for (ViUInt32 asked = 1; asked < std::min(count, mostFoundResources) && failures < mostFailures; ++asked)
+    for (ViUInt32 asked = 1; asked < count; ++asked)
     {
         // Skip an entry that fails and continue.
-        const bool isRead = viFindNext(list.get(), name.buffer()) == VI_SUCCESS;
-        failures = isRead ? 0 : failures + 1;
-        if (isRead)
+        if (viFindNext(list.get(), name.buffer()) == VI_SUCCESS)
             resources.append(name.text());
     }
     return resources;

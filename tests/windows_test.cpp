@@ -86,7 +86,7 @@ TABLE(Searches, ListWhatWorksAndCloseWhatTheyOpened,
       Row{"Error", "find=-1", ", 0 asked, 1 closed; , 0 asked, 1 closed"},
       Row{"CountOfZero", "count=0", ", 0 asked, 1 closed; , 0 asked, 2 1 closed"},
       Row{"CountTooSmall", "count=1", "ASRL2, 0 asked, 2 1 closed; ASRL2, 1 asked, 2 1 closed"},
-      Row{"CountTooLarge", "count=9999", "ASRL1 ASRL2 aÄ, 4098 asked, 2 1 closed; ASRL2 ASRL1, 2 asked, 2 1 closed"},
+      Row{"CountTooLarge", "count=-1", "ASRL1 ASRL2 aÄ, 9999 asked, 2 1 closed; ASRL2 ASRL1, 2 asked, 2 1 closed"},
       Row{"WarningOfTheNext", "next1=1", "ASRL1 ASRL2, 2 asked, 2 1 closed; ASRL2, 1 asked, 2 1 closed"},
       Row{"NoSession", "open=-1", "ASRL1 ASRL2 aÄ, 2 asked, 2 0 closed; ASRL2 ASRL1, 2 asked, 2 0 closed"})
 {
