@@ -16,7 +16,7 @@
 #include <QSignalBlocker>
 
 #include <algorithm>
-#include <array>
+#include <initializer_list>
 #include <string>
 
 namespace gui
@@ -29,9 +29,9 @@ namespace
 // NOLINTNEXTLINE(cert-err58-cpp): only a lack of memory throws here, and nothing can handle it.
 [[maybe_unused]] const std::string s_sKyVisaGuid = "7A1E4C20-5B3D-4F6A-9C81-2E0D7B64A913";
 
-constexpr std::array<unsigned, 16> baudRates = {300,   600,   1200,  1800,  2400,   4800,   7200,   9600,
-                                                14400, 19200, 38400, 57600, 115200, 230400, 460800, 921600};
-constexpr std::array<unsigned, 4> dataBits = {5, 6, 7, 8};
+constexpr std::initializer_list<unsigned> baudRates = {300,   600,   1200,  1800,  2400,   4800,   7200,   9600,
+                                                       14400, 19200, 38400, 57600, 115200, 230400, 460800, 921600};
+constexpr std::initializer_list<unsigned> dataBits = {5, 6, 7, 8};
 
 // VISA's flow-control bits: XON/XOFF 1, RTS/CTS 2, DTR/DSR 4. The list offers DTR/DSR only with RTS/CTS.
 constexpr std::uint8_t rtsCtsWithDtrDsr = 6;
@@ -51,8 +51,7 @@ std::uint8_t flowControlOfIndex(int index)
     return index < 0 ? std::uint8_t{0} : static_cast<std::uint8_t>(index);
 }
 
-template <typename Numbers>
-void fill(QComboBox& box, const Numbers& numbers)
+void fill(QComboBox& box, std::initializer_list<unsigned> numbers)
 {
     box.clear();
     for (const unsigned number : numbers)
