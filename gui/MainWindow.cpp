@@ -34,11 +34,10 @@ namespace
 const QLatin1String settingsGroup("MainWindow");
 constexpr int gridLineWidth = 1;
 
-/// Whether the key types a blank. Many keyboards type no-break spaces as well.
+/// Whether the key is a blank or, as many keyboards also type it, a no-break space.
 bool isSpace(const QKeyEvent& event)
 {
-    const QString text = event.text();
-    return event.key() == Qt::Key_Space || (text.size() == 1 && text.at(0).category() == QChar::Separator_Space);
+    return event.key() == Qt::Key_Space || event.key() == Qt::Key_nobreakspace;
 }
 
 } // namespace
