@@ -5,6 +5,7 @@
 
 #include "config/ConfigurationFile.h"
 
+#include <QFile>
 #include <QItemSelectionModel>
 
 namespace
@@ -201,6 +202,7 @@ void ConfigurationModel::loaddata()
     setDirty(false);
     m_serialProperties = store.m_serialProperties;
     m_provider = store.m_provider;
+    m_fileName = QFile::decodeName(store.fileToSave().c_str());
     store.rememberLoaded();
 }
 
@@ -216,5 +218,6 @@ void ConfigurationModel::save()
     store.m_serialProperties = m_serialProperties;
     store.setProvider(m_provider);
     store.save();
+    m_fileName = QFile::decodeName(store.fileToSave().c_str());
     setDirty(false);
 }

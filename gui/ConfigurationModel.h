@@ -46,6 +46,9 @@ public:
     /// removes.
     bool removeRows(int row, int count, const QModelIndex& parent = QModelIndex()) override;
 
+    /// Returns the path that save() writes to. Empty if there is neither a file nor a home.
+    [[nodiscard]] QString fileName() const { return m_fileName; }
+
     /// Announces that the whole table may have changed, to one past its last row and column.
     void refresh();
 
@@ -93,5 +96,6 @@ private:
     using Entry = std::pair<QString, QString>; ///< (resource identifier, alias)
 
     std::vector<Entry> m_entries;
+    QString m_fileName;
     bool m_bDirty = false;
 };

@@ -11,7 +11,6 @@
 #include "ResourceDialog.h"
 #include "RsrcStringEditor.h"
 #include "WindowSettings.h"
-#include "config/ConfigurationFile.h"
 
 #include <QCloseEvent>
 #include <QFile>
@@ -277,13 +276,11 @@ void MainWindow::commitOpenEditor()
 
 void MainWindow::showFileName()
 {
-    const QString name = QFile::decodeName(KyVisa::ConfigurationFile::getInstance().fileToSave().c_str());
-    const QString file = QFileInfo(name).absoluteFilePath();
-    m_fileExists = QFile::exists(file);
+    const QString file = QFileInfo(m_model.fileName()).absoluteFilePath();
     QString text = QCoreApplication::translate("MainWindow", "Edited file: %1").arg(file);
-    if (name.isEmpty())
+    if (m_model.fileName().isEmpty())
         text = QCoreApplication::translate("MainWindow", "There is no place for visa.conf: HOME is not set");
-    else if (!m_fileExists)
+    else if (!QFile::exists(file))
         text = QCoreApplication::translate("MainWindow", "The first save makes %1").arg(file);
     ui->resourceView->setAccessibleDescription(text);
     // The header has the tool tip, so it does not cover the rows. Escaped, because a path can look like rich text.
@@ -294,8 +291,8 @@ void MainWindow::showFileName()
 void MainWindow::modelDirtyFlagChanged(bool bDirty)
 {
     ui->actionSave->setEnabled(bDirty);
-    // Only the first save creates the file. showFileName() after each save would load the file again.
-    if (!bDirty && !m_fileExists)
+    // The first save creates the file.
+    if (!bDirty)
         showFileName();
 }
 

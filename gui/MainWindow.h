@@ -78,7 +78,6 @@ private:
     std::unique_ptr<QMenu> m_pPopupMenu;
     std::thread m_resourceThread;
     int m_selectedBeforeRemoval = -1;
-    bool m_fileExists = false; ///< whether it did when its name was shown last
 };
 
 } // namespace gui
