@@ -59,7 +59,7 @@ MainWindow::~MainWindow()
 
 void MainWindow::setupUi()
 {
-    setWindowTitle(QCoreApplication::translate("MainWindow", "KyVisaConfigure - ") + QStringLiteral("5.12.9"));
+    setWindowTitle(QCoreApplication::translate("MainWindow", "KyVisaConfigure - ") + QLatin1String(VERSION));
     // Connected before the view, so it still sees the selection from before the removal.
     connect(&m_model, &ConfigurationModel::rowsAboutToBeRemoved, this,
             [this] { m_selectedBeforeRemoval = selectedRow(); });

@@ -5,22 +5,6 @@
 
 #include <QApplication>
 
-namespace
-{
-
-// The title of the main window shows the same version.
-constexpr int majorVersion = 5;
-constexpr int minorVersion = 12;
-constexpr int patchVersion = 9;
-
-QString versionText()
-{
-    return QString::number(majorVersion) + QLatin1Char('.') + QString::number(minorVersion) + QLatin1Char('.') +
-           QString::number(patchVersion);
-}
-
-} // namespace
-
 int main(int argc, char** argv)
 {
     // The second registration of the icons; the first happens at load time.
@@ -28,7 +12,8 @@ int main(int argc, char** argv)
     QCoreApplication::setOrganizationName(QStringLiteral("Kyvane&Yollet"));
     QCoreApplication::setOrganizationDomain(QStringLiteral("kyvane-yollet.com"));
     QCoreApplication::setApplicationName(QStringLiteral("KyVisaConfigure"));
-    QCoreApplication::setApplicationVersion(versionText());
+    QCoreApplication::setApplicationVersion(
+        QStringLiteral("%1.%2.%3").arg(MAJOR_VERSION).arg(MINOR_VERSION).arg(PATCH_VERSION));
 
     // Sharp text and icons on dense screens. Qt reads these when the application object is built.
     QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
