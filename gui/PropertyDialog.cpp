@@ -112,6 +112,14 @@ void PropertyDialog::setupConnections()
     ui->groupBoxOs->close();
 }
 
+void PropertyDialog::showEvent(QShowEvent* event)
+{
+    QDialog::showEvent(event);
+    // The tab widget asks this page for the height of its wrapped text at another width than it has.
+    QWidget* page = ui->tabSpecialProperties;
+    page->setMinimumHeight(page->heightForWidth(ui->tabWidget->currentWidget()->width()));
+}
+
 KyVisa::ProviderId PropertyDialog::getProvider() const
 {
     bool isNumber = false;

@@ -59,6 +59,10 @@ public slots:
     /// Shows the default settings.
     void setDefaultKy();
 
+protected:
+    /// Makes the dialog as high as the help text requires.
+    void showEvent(QShowEvent* event) override;
+
 private:
     void setupUi();
     void setupConnections();

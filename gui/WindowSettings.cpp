@@ -22,16 +22,17 @@ const QLatin1String positionKey("pos");
 const QLatin1String maximizedKey("fullscreen");
 const QLatin1String tabKey("tabindex");
 
-/// If the window exceeds the available area, shrinks both, so that the window's frame fits as well. The frame is
+/// If the window and its frame exceed the available area, shrinks window and area so that they fit. The frame is
 /// estimated from the style: the real one is unknown before the window is shown.
 void fitDesignedSize(QWidget& window, QRect& available)
 {
-    if (window.size().boundedTo(available.size()) == window.size())
-        return;
     const int border = window.style()->pixelMetric(QStyle::PM_MdiSubWindowFrameWidth, nullptr, &window);
     const int title = window.style()->pixelMetric(QStyle::PM_TitleBarHeight, nullptr, &window);
-    available.setSize(available.size() - QSize(2 * border, title + border));
-    window.resize(window.size().boundedTo(available.size()));
+    const QSize room = available.size() - QSize(2 * border, title + border);
+    if (window.size().boundedTo(room) == window.size())
+        return;
+    available.setSize(room);
+    window.resize(window.size().boundedTo(room));
 }
 
 } // namespace

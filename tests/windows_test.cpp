@@ -8,7 +8,6 @@
 #include "gui/ResourceDialog.h"
 #include "gui/ResourceString.h"
 #include "gui/RsrcStringEditor.h"
-#include "gui/WindowSettings.h"
 
 #include <QtTest>
 #include <QtWidgets>
@@ -210,12 +209,23 @@ TEST(Windows, NameTheirControlsForThoseWhoDoNotSeeThem)
               "Einstellun4d09c60e647ef.ico, Save: Speichern_4d09cb08d5fcd.ico, Close: Power_Off4e1edc2c60f47.ico");
 }
 
-TEST(WindowSettings, FitALargeWindowOnTheScreenWithItsFrame)
+TEST(PropertyDialog, HasItsDesignedSizeOrRoomForItsHelp)
 {
-    QWidget window;
-    window.resize(2000, 2000);
-    gui::restoreWindowSettings(window, "Large", gui::MaximizedState::Ignored);
-    EXPECT_EQ(window.geometry(), QRect(0, 0, 792, 571));
+    Model model(nullptr);
+    const auto shown = [&](gui::PropertyDialog& dialog) {
+        dialog.show();
+        dialog.findChild<QTabWidget*>()->setCurrentIndex(1);
+        QCoreApplication::processEvents();
+        const auto& help = *dialog.findChild<QLabel*>("label_3");
+        EXPECT_GE(help.height(), help.heightForWidth(help.width()));
+        return dialog.size();
+    };
+    QApplication::setFont(QFont("DejaVu Sans", 20));
+    gui::PropertyDialog large(model, nullptr);
+    shown(large);
+    QApplication::setFont(QFont("DejaVu Sans", 9));
+    gui::PropertyDialog designed(model, nullptr);
+    EXPECT_EQ(shown(designed), QSize(697, 348));
 }
 
 TEST(ResourceDialog, WaitsVisiblyForASearchThatRunsAndShowsOneThatHasEnded)
