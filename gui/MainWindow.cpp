@@ -6,6 +6,7 @@
 #include "ui_MainWindow.h"
 
 #include "CellDelegate.h"
+#include "ColumnWidths.h"
 #include "PaleIcon.h"
 #include "PropertyDialog.h"
 #include "ResourceDialog.h"
@@ -22,7 +23,6 @@
 #include <QToolButton>
 
 #include <algorithm>
-#include <array>
 
 namespace gui
 {
@@ -31,7 +31,6 @@ namespace
 {
 
 const QLatin1String settingsGroup("MainWindow");
-constexpr int gridLineWidth = 1;
 
 /// Whether the key is a blank or, as many keyboards also type it, a no-break space.
 bool isSpace(const QKeyEvent& event)
@@ -68,9 +67,10 @@ void MainWindow::setupUi()
     auto* delegate = new CellDelegate(this);
     ui->resourceView->setItemDelegate(delegate);
     // Connected after the view, so the text is stored by then.
-    connect(delegate, &CellDelegate::commitData, this, [this] { widenFor(ui->resourceView->currentIndex().row()); });
+    connect(delegate, &CellDelegate::commitData, this,
+            [this] { widenColumn(*ui->resourceView, ui->resourceView->currentIndex()); });
     ui->resourceView->horizontalHeader()->setStretchLastSection(true);
-    resizeColumnsToContents();
+    resizeColumnsToContents(*ui->resourceView);
     m_model.m_pSelectionModel = ui->resourceView->selectionModel();
     // Tab reaches the buttons; a click does not take the focus.
     for (QToolButton* button : ui->toolBar->findChildren<QToolButton*>())
@@ -80,38 +80,6 @@ void MainWindow::setupUi()
     for (QAction* action : {ui->actionEdit, ui->actionFind, ui->actionSave})
         action->setIcon(withPaleDisabled(action->icon()));
     showFileName();
-}
-
-void MainWindow::resizeColumnsToContents()
-{
-    QHeaderView& columns = *ui->resourceView->horizontalHeader();
-    const int precision = columns.resizeContentsPrecision();
-    columns.setResizeContentsPrecision(1);
-    ui->resourceView->resizeColumnsToContents();
-    columns.setResizeContentsPrecision(precision);
-
-    // The layout of every text would delay the start. So add up the widths of the characters, each measured once, and
-    // lay out some texts with the largest sums: kerning can change their order.
-    constexpr int most = 10;
-    const QFontMetrics font = ui->resourceView->fontMetrics();
-    std::array<int, 256> widths = {}; // of Latin-1, which the file contains
-    std::vector<std::pair<int, int>> rows;
-    for (int row = 0; row < m_model.rowCount(); ++row)
-    {
-        int sum = 0;
-        const QString text = m_model.index(row, ConfigurationModel::ResourceColumn).data().toString();
-        for (const QChar character : text)
-        {
-            int& width = widths[static_cast<unsigned char>(character.toLatin1())];
-            if (width == 0)
-                width = font.horizontalAdvance(character);
-            sum += width;
-        }
-        rows.emplace_back(sum, row);
-    }
-    const auto end = rows.begin() + std::min(m_model.rowCount(), most);
-    std::partial_sort(rows.begin(), end, rows.end(), std::greater<>());
-    std::for_each(rows.begin(), end, [this](const auto& each) { widenFor(each.second); });
 }
 
 void MainWindow::setupConnections()
@@ -215,18 +183,10 @@ void MainWindow::showChangedRow(int row)
 {
     // The model does not announce changed cells.
     ui->resourceView->viewport()->update();
-    widenFor(row);
+    widenColumn(*ui->resourceView, m_model.index(row, ConfigurationModel::ResourceColumn));
+    widenColumn(*ui->resourceView, m_model.index(row, ConfigurationModel::AliasColumn));
     // Paint now: the destructor of a dialog then writes its settings to the disk.
     QCoreApplication::sendPostedEvents(this, QEvent::UpdateRequest);
-}
-
-void MainWindow::widenFor(int row)
-{
-    QHeaderView& columns = *ui->resourceView->horizontalHeader();
-    const QModelIndex resource = m_model.index(row, ConfigurationModel::ResourceColumn);
-    const int needed = ui->resourceView->sizeHintForIndex(resource).width() + gridLineWidth;
-    if (needed > columns.sectionSize(ConfigurationModel::ResourceColumn))
-        columns.resizeSection(ConfigurationModel::ResourceColumn, needed);
 }
 
 int MainWindow::selectedRow() const

@@ -57,10 +57,7 @@ protected:
 private:
     void setupUi();
     void setupConnections();
-    void resizeColumnsToContents();
-    /// Widens the first column for a row if needed.
-    void widenFor(int row);
-    /// Repaints a changed row at once and widens the first column if needed.
+    /// Repaints a changed row at once and widens its columns if needed.
     void showChangedRow(int row);
     /// Names the edited file in the header's tool tip and the table's accessible description.
     void showFileName();
