@@ -2,13 +2,15 @@
 // SPDX-License-Identifier: MIT
 
 #include "StandInAnswers.h"
-#include "stand-in/NetworkInstruments.h"
 #include "stand-in/SdBus.h"
+#include "visa/VisaHandle.h"
 
-#include <future>
+#include <array>
+#include <thread>
 
 #include <gtest/gtest.h>
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -28,14 +30,22 @@ public:
         bind(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof address);
         listen(m_socket, 1);
         qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=bus");
-        m_service = std::async(std::launch::async, [this] { serve(); });
+        if (!m_script.contains("deaf"))
+            m_service = std::thread([this] { serve(); });
     }
 
     ~Bus()
     {
-        shutdown(m_socket, SHUT_RDWR); // ends accept()
-        m_service.wait();
+        if (m_service.joinable())
+            m_service.join();
         close(m_socket);
+    }
+
+    /// Whether somebody waits for an answer of a deaf bus.
+    bool isAsked() const
+    {
+        pollfd waiting = {m_socket, POLLIN, 0};
+        return poll(&waiting, 1, 0) > 0;
     }
 
 private:
@@ -110,13 +120,23 @@ private:
     QStringList m_script;
     int m_socket = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sd_bus* m_bus = nullptr;
-    std::future<void> m_service;
+    std::thread m_service;
 };
 
 std::vector<std::string> search(const QStringList& words)
 {
     const Bus bus(words.mid(3));
-    return standin::networkInstrumentResources({words[1].toUInt(), words[2].toUInt()});
+    const VisaHandle session = VisaHandle::defaultResourceManager();
+    viSetAttribute(session.get(), KYVISA_ATTR_NETWORK_SEARCHES, words[1].toUInt());
+    viSetAttribute(session.get(), KYVISA_ATTR_SEARCH_TIME, words[2].toUInt());
+    ViFindList list = VI_NULL;
+    std::array<ViChar, VI_FIND_BUFLEN> name = {};
+    std::vector<std::string> found;
+    for (ViStatus status = viFindRsrc(session.get(), words[0].toLatin1(), &list, nullptr, name.data());
+         status == VI_SUCCESS; status = viFindNext(list, name.data()))
+        found.emplace_back(name.data());
+    found.emplace_back(bus.isAsked() ? "asked" : "");
+    return found;
 }
 
 } // namespace

@@ -15,8 +15,8 @@
 #include <array>
 #include <atomic>
 #include <functional>
-#include <future>
 #include <map>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -111,27 +111,39 @@ TEST(StandIn, AnswersCalls)
     expectAnswers(std::getenv("CALLS"), answer);
 }
 
-TEST(StandIn, BearsEightThreadsThatCloseWhatOthersUse)
+TEST(StandIn, BearsEightThreadsThatUseWhatOthersChange)
 {
-    std::atomic<ViSession> shared = VI_NULL;
+    std::atomic<ViObject> shared = VI_NULL,
+                          sharedList = VI_NULL; // relaxed, so that only the library orders the threads
     const auto useEverything = [&] {
         for (int round = 0; round < 25; ++round)
         {
             ViObject session = VI_NULL, list = VI_NULL;
+            ViUInt32 provider = 0;
             Text text = {};
             viOpenDefaultRM(&session);
-            viSetAttribute(session, KYVISA_ATTR_SEARCH_TIME, 20);
-            const ViSession previous = shared.exchange(session); // another thread may close the new one at any time
+            viSetAttribute(session, KYVISA_ATTR_SEARCH_TIME, 0);
+            // From now on another thread may close the session.
+            const ViSession previous = shared.exchange(session, std::memory_order_relaxed);
             viFindRsrc(session, "?*", &list, nullptr, text.data());
+            for (int use = 0; use < 20; ++use)
+            {
+                viGetAttribute(shared.load(std::memory_order_relaxed), VI_ATTR_RSRC_MANF_ID, &provider);
+                viSetAttribute(shared.load(std::memory_order_relaxed), KYVISA_ATTR_SEARCH_TIME, 0);
+            }
             while (viFindNext(list, text.data()) == VI_SUCCESS)
                 viParseRsrcEx(session, text.data(), nullptr, nullptr, nullptr, text.data(), nullptr);
+            std::this_thread::yield(); // an unlocked read of the lists would meet others that close theirs
             viClose(list);
             EXPECT_EQ(viClose(previous), previous == VI_NULL ? VI_WARN_NULL_OBJECT : VI_SUCCESS);
         }
     };
-    std::vector<std::future<void>> threads;
+    std::vector<std::thread> threads;
     while (threads.size() < 8)
-        threads.push_back(std::async(std::launch::async, useEverything));
-    threads.clear(); // waits
+        threads.emplace_back(useEverything);
+    for (int change = 0; change < 100; ++change)
+        writeConfiguration(":Provider=1");
+    for (std::thread& thread : threads)
+        thread.join();
     EXPECT_EQ(viClose(shared), VI_SUCCESS);
 }
