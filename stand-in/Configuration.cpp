@@ -3,10 +3,9 @@
 
 #include "Configuration.h"
 
+#include "ResourceName.h"
 #include "config/ConfigurationFile.h"
 #include "config/ModernConfigurationFile.h"
-
-#include <utility>
 
 namespace standin
 {
@@ -26,21 +25,39 @@ auto ask(Question question)
     return question(store);
 }
 
+/// The same text for all names of one resource.
+std::string comparable(const std::string& name)
+{
+    const std::optional<ParsedResource> parsed = parseResourceName(name);
+    return KyVisa::ModernConfigurationFile::upperCase(parsed ? parsed->expandedName : name);
+}
+
 } // namespace
 
-ResolvedName resolve(const std::string& name)
+std::string resourceOf(const std::string& name)
 {
-    return ask([&](const KyVisa::ConfigurationFile& store) {
+    return ask([&](const auto& store) {
         std::string resource = name;
-        const bool isAlias = store.replaceAlias(resource);
-        std::string alias = isAlias ? KyVisa::ModernConfigurationFile::upperCase(name) : store.lookupAlias(resource);
-        return ResolvedName{std::move(resource), std::move(alias)};
+        store.replaceAlias(resource);
+        return resource;
     });
 }
 
-std::string aliasOf(const std::string& resource)
+std::string aliasOf(const std::string& name)
 {
-    return ask([&](const auto& store) { return store.lookupAlias(resource); });
+    const std::string wanted = comparable(name);
+    return ask([&](const auto& store) {
+        std::string alias = KyVisa::ModernConfigurationFile::upperCase(name);
+        if (store.m_aliases.count(alias) != 0)
+            return alias;
+        alias.clear();
+        for (const auto& [candidate, resource] : store.m_aliases)
+        {
+            if ((alias.empty() || candidate < alias) && comparable(resource) == wanted)
+                alias = candidate;
+        }
+        return alias;
+    });
 }
 
 KyVisa::ProviderId provider()

@@ -11,17 +11,12 @@
 namespace standin
 {
 
-struct ResolvedName
-{
-    std::string resource; ///< what the alias stands for, or the name itself
-    std::string alias;    ///< in capitals; empty if there is none
-};
+/// What an alias in any letter case stands for, or the name itself.
+[[nodiscard]] std::string resourceOf(const std::string& name);
 
-/// Looks an alias or a resource string up, in any letter case.
-[[nodiscard]] ResolvedName resolve(const std::string& name);
-
-/// The alias of a resource string, compared in any letter case. Empty if there is none.
-[[nodiscard]] std::string aliasOf(const std::string& resource);
+/// The alias itself in capitals, or the first in order of those that stand for the same resource as a name, however
+/// each of them spells it. Empty if there is none.
+[[nodiscard]] std::string aliasOf(const std::string& name);
 
 /// The provider ID of visa.conf.
 [[nodiscard]] KyVisa::ProviderId provider();

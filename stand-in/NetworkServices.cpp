@@ -11,8 +11,6 @@ namespace standin
 namespace
 {
 
-constexpr ViUInt16 hiSlipPort = 4880; // the default, so names omit it
-
 /// The host of a resource string: IPv6 in brackets, with the interface if link-local.
 std::string hostField(const ServiceAddress& address)
 {
@@ -29,7 +27,7 @@ std::string resourceName(const std::string& type, const ServiceAddress& address)
     if (type == "_vxi-11._tcp")
         return board + "inst0::INSTR";
     if (type == "_hislip._tcp")
-        return board + "hislip0" + (address.port == hiSlipPort ? "" : "," + port) + "::INSTR";
+        return board + "hislip0," + port + "::INSTR";
     return board + port + "::SOCKET";
 }
 

@@ -6,8 +6,12 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstdio>
+#include <vector>
 
 #include <re2/re2.h>
+
+#include <strings.h>
 
 namespace standin
 {
@@ -15,75 +19,152 @@ namespace standin
 namespace
 {
 
-struct Form
-{
-    /// Captures the board number, the device between it and the class, and two numbers of the device to check.
-    re2::RE2 pattern;
-    ViUInt16 interfaceType;
-    const char* keyword;
-    const char* defaultDevice; ///< appended to the device
-    const char* resourceClass;
-    ViUInt16 lowest; ///< the least number to accept; the greatest is 65535
-};
+using Fields = std::vector<std::string>;
 
-/// VPP-4.3, "Address string grammar". The first form that matches counts.
-const std::array<Form, 7>& forms()
+/// Splits at "::" outside brackets: an IPv6 host and a LAN device such as usb0[1::2::A::0] contain it themselves.
+Fields split(const std::string& name)
 {
-    const std::string address = R"((?:[0-2]?\d|30))"; // of GPIB, primary and secondary
-    const std::string id = R"(::(?:0x[0-9A-F]{1,4}|(\d{1,5})))";
-    const std::string lan = R"((?i)TCPIP(\d*)(::(?:[!-9;-Z^-~]+|\[[0-9A-F:.]+(?:%[!-9;-Z^-~]+)?\]))";
-    // Never destroyed: a thread may still call while the process ends.
-    static const auto& table = *new const std::array<Form, 7>{{
-        {R"((?i)ASRL(\d*)()()()(?:::INSTR)?)", VI_INTF_ASRL, "ASRL", "", "INSTR", 0},
-        {R"((?i)GPIB(\d*)(::)" + address + "(?:::" + address + ")?)()()(?:::INSTR)?", VI_INTF_GPIB, "GPIB", "", "INSTR",
-         0},
-        {R"((?i)USB(\d*)()" + id + id + R"(::[!-9;-~]+(?:::\d+)?)(?:::INSTR)?)", VI_INTF_USB, "USB", "", "INSTR", 0},
-        {lan + ")()()(?:::INSTR)?", VI_INTF_TCPIP, "TCPIP", "::inst0", "INSTR", 1},
-        {lan + R"(::(?:inst|gpib)\d+(?:,\d+){0,2})()()(?:::INSTR)?)", VI_INTF_TCPIP, "TCPIP", "", "INSTR", 1},
-        {lan + R"(::hislip\d+(?:,(\d+))?)()(?:::INSTR)?)", VI_INTF_TCPIP, "TCPIP", "", "INSTR", 1},
-        {lan + R"(::(\d+))()::SOCKET)", VI_INTF_TCPIP, "TCPIP", "", "SOCKET", 1},
-    }};
-    return table;
+    Fields fields(1);
+    bool isInBrackets = false;
+    for (std::size_t at = 0; at < name.size(); ++at)
+    {
+        isInBrackets =
+            name[at] != ']' && (isInBrackets || (name[at] == '[' && name.find(']', at) != std::string::npos));
+        const bool isSeparator = !isInBrackets && name.compare(at, 2, "::") == 0;
+        if (isSeparator)
+            fields.emplace_back();
+        else
+            fields.back() += name[at];
+        at += isSeparator ? 1 : 0;
+    }
+    return fields;
 }
 
-/// A 16-bit number, or nothing if the digits are none or too many.
-std::optional<ViUInt16> toNumber(const std::string& digits)
+/// Compares in any letter case.
+bool isSame(const std::string& left, const std::string& right)
+{
+    return ::strcasecmp(left.c_str(), right.c_str()) == 0;
+}
+
+/// The number of a text that contains nothing else, or nothing if it does not fit into 16 bits.
+std::optional<ViUInt16> toNumber(const std::string& text, int base = 10)
 {
     ViUInt16 number = 0;
-    const auto conversion = std::from_chars(digits.data(), digits.data() + digits.size(), number);
-    return conversion.ec == std::errc() ? std::optional(number) : std::nullopt;
+    const char* end = text.data() + text.size();
+    const auto [parsed, error] = std::from_chars(text.data(), end, number, base);
+    return error == std::errc() && parsed == end ? std::optional(number) : std::nullopt;
 }
 
-/// "TCPIP0::INSTR" has a class where its host belongs.
-bool lacksHost(const std::string& device)
+// Each of these checks the fields between the board and the class, and writes them as a search does.
+
+bool completeGpib(Fields& fields)
 {
-    static const auto& pattern = *new const re2::RE2("(?i)::(?:INSTR|SOCKET)");
-    return re2::RE2::FullMatch(device, pattern);
+    const auto isAddress = [](const std::string& field) { return toNumber(field).value_or(31) <= 30; };
+    return (fields.size() == 1 || fields.size() == 2) && std::all_of(fields.begin(), fields.end(), isAddress);
 }
+
+bool completeUsbId(std::string& id)
+{
+    const bool isHexadecimal = isSame(id.substr(0, 2), "0x");
+    const std::optional<ViUInt16> number = isHexadecimal ? toNumber(id.substr(2), 16) : toNumber(id);
+    std::array<char, sizeof "0xFFFF"> text = {};
+    std::snprintf(text.data(), text.size(), "0x%04X", number.value_or(0));
+    id = text.data();
+    return number.has_value();
+}
+
+bool completeUsb(Fields& fields)
+{
+    static const auto& serialNumber = *new const re2::RE2("[ -9;-~]+");
+    return (fields.size() == 3 || (fields.size() == 4 && toNumber(fields[3]))) && completeUsbId(fields[0]) &&
+           completeUsbId(fields[1]) && re2::RE2::FullMatch(fields[2], serialNumber);
+}
+
+bool isHost(const std::string& field)
+{
+    static const auto& host = *new const re2::RE2(R"([!-9;-Z^-~]+|\[[0-9A-Fa-f:.]+(%[!-9;-Z^-~]+)?\])");
+    return re2::RE2::FullMatch(field, host);
+}
+
+bool isPort(const std::string& field)
+{
+    return toNumber(field).value_or(0) != 0;
+}
+
+bool completeDevice(std::string& device)
+{
+    static const auto& hiSlipWithPort = *new const re2::RE2(R"((?i)(hislip\d+),(\d+))");
+    static const auto& freeText = *new const re2::RE2(R"((?:[ -9;-Z^-~]|\[[ -Z^-~]*\])+)");
+    std::string hiSlip;
+    std::string port;
+    if (re2::RE2::FullMatch(device, hiSlipWithPort, &hiSlip, &port))
+    {
+        device = port == "4880" ? hiSlip : device; // the default
+        return isPort(port);
+    }
+    // A number alone is the port of a socket that lacks its class, or a part of an IPv6 address without brackets.
+    return re2::RE2::FullMatch(device, freeText) && device.find_first_not_of("0123456789") != std::string::npos;
+}
+
+bool completeInstrument(Fields& fields)
+{
+    if (fields.size() == 1)
+        fields.emplace_back("inst0");
+    return fields.size() == 2 && isHost(fields[0]) && completeDevice(fields[1]);
+}
+
+bool completeSocket(Fields& fields)
+{
+    return fields.size() == 2 && isHost(fields[0]) && isPort(fields[1]);
+}
+
+struct Kind
+{
+    const char* keyword;
+    const char* resourceClass;
+    ViUInt16 interfaceType;
+    bool (*complete)(Fields& fields);
+};
+
+constexpr std::array<Kind, 5> kinds = {{
+    {"ASRL", "INSTR", VI_INTF_ASRL, [](Fields& fields) { return fields.empty(); }},
+    {"GPIB", "INSTR", VI_INTF_GPIB, completeGpib},
+    {"USB", "INSTR", VI_INTF_USB, completeUsb},
+    {"TCPIP", "INSTR", VI_INTF_TCPIP, completeInstrument},
+    {"TCPIP", "SOCKET", VI_INTF_TCPIP, completeSocket},
+}};
 
 } // namespace
 
 std::optional<ParsedResource> parseResourceName(const std::string& name)
 {
-    for (const Form& form : forms())
+    static const auto& devicePath = *new const re2::RE2("/[!-~]+");
+    Fields fields = split(name);
+    const std::string first = fields.front();
+    fields.erase(fields.begin());
+    std::string resourceClass = "INSTR";
+    if (!fields.empty() && (isSame(fields.back(), "INSTR") || isSame(fields.back(), "SOCKET")))
     {
-        std::string boardDigits;
-        std::string device;
-        std::array<std::string, 2> numbers;
-        if (!re2::RE2::FullMatch(name, form.pattern, &boardDigits, &device, numbers.data(), &numbers[1]))
+        resourceClass = fields.back();
+        fields.pop_back();
+    }
+    for (const Kind& kind : kinds)
+    {
+        const std::string keyword = kind.keyword;
+        if (!isSame(first.substr(0, keyword.size()), keyword) || !isSame(resourceClass, kind.resourceClass))
             continue;
-        const std::optional<ViUInt16> boardNumber = toNumber(boardDigits.empty() ? "0" : boardDigits);
-        const auto isWrong = [&](const std::string& digits) {
-            const std::optional<ViUInt16> number = toNumber(digits);
-            return !digits.empty() && (!number || *number < form.lowest);
-        };
-        if (!boardNumber || lacksHost(device) || std::any_of(numbers.begin(), numbers.end(), isWrong))
+        const std::string board = first.substr(keyword.size());
+        const bool isPath = kind.interfaceType == VI_INTF_ASRL && re2::RE2::FullMatch(board, devicePath);
+        const std::optional<ViUInt16> number = isPath || board.empty() ? 0 : toNumber(board);
+        if (!number || !kind.complete(fields))
             return std::nullopt;
-        const std::string board = form.keyword + std::to_string(*boardNumber);
-        const std::string expanded = board + device + form.defaultDevice + "::" + form.resourceClass;
+        std::string expanded = keyword + (isPath ? board : std::to_string(*number));
+        for (const std::string& field : fields)
+            expanded += "::" + field;
+        expanded += std::string("::") + kind.resourceClass;
         if (expanded.size() >= VI_FIND_BUFLEN)
             return std::nullopt;
-        return ParsedResource{form.interfaceType, *boardNumber, form.resourceClass, expanded};
+        return ParsedResource{kind.interfaceType, *number, kind.resourceClass, expanded};
     }
     return std::nullopt;
 }

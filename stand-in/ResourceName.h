@@ -15,14 +15,17 @@ namespace standin
 struct ParsedResource
 {
     ViUInt16 interfaceType;    ///< VI_INTF_ASRL, VI_INTF_GPIB, VI_INTF_TCPIP or VI_INTF_USB
-    ViUInt16 interfaceNumber;  ///< the board, 0 by default
+    ViUInt16 interfaceNumber;  ///< the board, 0 by default and for a serial port that is named by its path
     std::string resourceClass; ///< "INSTR" or "SOCKET"
-    std::string expandedName;  ///< with board number, LAN device and class; keywords in capitals
+    std::string expandedName;  ///< as a search lists it, see parseResourceName()
 };
 
-/// Parses the name of a serial, GPIB, TCP/IP or USB resource, with keywords in any letter case. Returns nothing for
-/// other names, and for one whose expansion does not fit into VI_FIND_BUFLEN. Boards and USB IDs are 0 to 65535, ports
-/// 1 to 65535, GPIB addresses 0 to 30; INSTR and SOCKET are no hosts. Any thread may call.
+/// Parses the name of a serial, GPIB, TCP/IP or USB resource, with keywords in any letter case. Names that differ only
+/// in what VISA lets a name omit or write in two ways have one expansion: it has board, LAN device and class, no
+/// default HiSLIP port, USB IDs as 0x0588, and keywords in capitals.
+///
+/// Returns nothing for other names, and for one whose expansion does not fit into VI_FIND_BUFLEN. Boards and USB IDs
+/// are 0 to 65535, ports 1 to 65535, GPIB addresses 0 to 30. Any thread may call.
 [[nodiscard]] std::optional<ParsedResource> parseResourceName(const std::string& name);
 
 } // namespace standin

@@ -6,12 +6,10 @@
 #include "Udev.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdlib>
 #include <map>
 #include <set>
 #include <string_view>
-#include <utility>
 
 #include <libudev.h>
 
@@ -37,16 +35,8 @@ bool isUsbtmcInterface(udev_device* device)
     return udevAttribute(device, "bInterfaceClass") == "fe" && udevAttribute(device, "bInterfaceSubClass") == "03";
 }
 
-/// "1ab1" becomes "0x1AB1".
-std::string usbId(std::string digits)
-{
-    std::transform(digits.begin(), digits.end(), digits.begin(),
-                   [](unsigned char digit) { return static_cast<char>(std::toupper(digit)); });
-    return "0x" + digits;
-}
-
-/// The devices with a USBTMC interface, in the order of their sysfs paths.
-std::vector<UsbInstrument> usbInstruments()
+/// The devices with a USBTMC interface, by their sysfs paths.
+std::map<std::string, UsbInstrument> usbInstruments()
 {
     std::map<std::string, UsbInstrument> instruments;
     for (const UdevDevice& interface : udevDevices("usb"))
@@ -56,19 +46,15 @@ std::vector<UsbInstrument> usbInstruments()
         if (device == nullptr || !isUsbtmcInterface(interface.get()))
             continue;
         UsbInstrument& instrument = instruments[udev_device_get_syspath(device)];
-        instrument.model = "USB0::" + usbId(udevAttribute(device, "idVendor")) +
-                           "::" + usbId(udevAttribute(device, "idProduct")) + "::";
+        instrument.model =
+            "USB0::0x" + udevAttribute(device, "idVendor") + "::0x" + udevAttribute(device, "idProduct") + "::";
         instrument.serialNumber = serialNumberField(udevAttribute(device, "serial"));
         instrument.place = std::string("PORT-") + udev_device_get_sysname(device);
         // Hexadecimal in sysfs, decimal in a resource string.
         const std::string number = udevAttribute(interface.get(), "bInterfaceNumber");
         instrument.interfaces.insert(std::strtoul(number.c_str(), nullptr, 16));
     }
-    std::vector<UsbInstrument> ordered;
-    ordered.reserve(instruments.size());
-    for (auto& [path, instrument] : instruments)
-        ordered.push_back(std::move(instrument));
-    return ordered;
+    return instruments;
 }
 
 } // namespace
@@ -90,14 +76,14 @@ std::string serialNumberField(const std::string& serialNumber)
 
 std::vector<std::string> usbInstrumentResources()
 {
-    const std::vector<UsbInstrument> instruments = usbInstruments();
+    const std::map<std::string, UsbInstrument> instruments = usbInstruments();
     std::multiset<std::string> names;
-    for (const UsbInstrument& instrument : instruments)
+    for (const auto& [path, instrument] : instruments)
         names.insert(instrument.model + instrument.serialNumber);
 
     std::vector<std::string> resources;
     std::set<std::string> taken;
-    for (const UsbInstrument& instrument : instruments)
+    for (const auto& [path, instrument] : instruments)
     {
         // Some makers use one serial number for all devices.
         std::string name = instrument.model + instrument.serialNumber;

@@ -68,11 +68,12 @@ std::vector<std::string> findResources(const ResourceExpression& expression, con
     {
         try
         {
-            for (std::string& resource : source())
+            for (const std::string& name : source())
             {
-                // Skip an incomplete name: its device was just unplugged.
-                if (parseResourceName(resource) && expression.matches(resource))
-                    resources.push_back(std::move(resource));
+                // An incomplete name is of a device that was just unplugged.
+                const std::optional<ParsedResource> parsed = parseResourceName(name);
+                if (parsed && expression.matches(parsed->expandedName))
+                    resources.push_back(parsed->expandedName);
             }
         }
         catch (const std::exception&)
@@ -194,15 +195,15 @@ ViStatus viParseRsrcEx(ViSession resourceManager, ViConstString name, ViUInt16* 
             return VI_ERROR_INV_OBJECT;
         if (name == nullptr)
             return VI_ERROR_INV_RSRC_NAME;
-        const ResolvedName resolved = resolve(name);
-        const std::optional<ParsedResource> parsed = parseResourceName(resolved.resource);
+        const std::optional<ParsedResource> parsed = parseResourceName(resourceOf(name));
         if (!parsed)
             return VI_ERROR_INV_RSRC_NAME;
         write(interfaceType, parsed->interfaceType);
         write(interfaceNumber, parsed->interfaceNumber);
         writeText(resourceClass, parsed->resourceClass);
         writeText(expandedName, parsed->expandedName);
-        writeText(alias, resolved.alias.empty() ? aliasOf(parsed->expandedName) : resolved.alias);
+        if (alias != nullptr)
+            writeText(alias, aliasOf(name));
         return VI_SUCCESS;
     });
 }
