@@ -105,6 +105,8 @@ ViStatus viSetAttribute(ViObject object, ViAttr attribute, ViAttrState value)
     return guarded([&](Objects& objects) {
         if (!objects.settings(object))
             return objects.isList(object) ? VI_ERROR_NSUP_ATTR : VI_ERROR_INV_OBJECT;
+        if (attribute == VI_ATTR_RSRC_MANF_ID || attribute == VI_ATTR_RSRC_MANF_NAME)
+            return VI_ERROR_ATTR_READONLY;
         if (attribute != KYVISA_ATTR_NETWORK_SEARCHES && attribute != KYVISA_ATTR_SEARCH_TIME)
             return VI_ERROR_NSUP_ATTR;
         const bool isTime = attribute == KYVISA_ATTR_SEARCH_TIME;
@@ -220,7 +222,8 @@ ViStatus viOpen(ViSession resourceManager, ViConstString /*name*/, ViUInt32 /*ac
 ViStatus viStatusDesc(ViObject object, ViStatus status, ViChar* description)
 {
     return guarded([&](Objects& objects) {
-        if (!objects.settings(object) && !objects.isList(object))
+        // Programs have no object to ask after a failed open.
+        if (object != VI_NULL && !objects.settings(object) && !objects.isList(object))
             return VI_ERROR_INV_OBJECT;
         const char* words = statusDescription(status);
         writeText(description, words == nullptr ? "Unknown status." : words);

@@ -31,18 +31,27 @@ constexpr ViObject VI_NULL = 0;
 constexpr unsigned VI_FIND_BUFLEN = 256; ///< bytes of a description buffer, with the NUL
 
 constexpr ViStatus VI_SUCCESS = 0;
+constexpr ViStatus VI_SUCCESS_TERM_CHAR = 0x3FFF0005;
+constexpr ViStatus VI_SUCCESS_MAX_CNT = 0x3FFF0006;
 constexpr ViStatus VI_WARN_NULL_OBJECT = 0x3FFF0082;
 constexpr ViStatus VI_WARN_UNKNOWN_STATUS = 0x3FFF0085;
 constexpr ViStatus VI_ERROR_SYSTEM_ERROR = static_cast<ViStatus>(0xBFFF0000);
 constexpr ViStatus VI_ERROR_INV_OBJECT = static_cast<ViStatus>(0xBFFF000E);
+constexpr ViStatus VI_ERROR_RSRC_LOCKED = static_cast<ViStatus>(0xBFFF000F);
 constexpr ViStatus VI_ERROR_INV_EXPR = static_cast<ViStatus>(0xBFFF0010);
 constexpr ViStatus VI_ERROR_RSRC_NFOUND = static_cast<ViStatus>(0xBFFF0011);
 constexpr ViStatus VI_ERROR_INV_RSRC_NAME = static_cast<ViStatus>(0xBFFF0012);
+constexpr ViStatus VI_ERROR_TMO = static_cast<ViStatus>(0xBFFF0015);
 constexpr ViStatus VI_ERROR_NSUP_ATTR = static_cast<ViStatus>(0xBFFF001D);
 constexpr ViStatus VI_ERROR_NSUP_ATTR_STATE = static_cast<ViStatus>(0xBFFF001E);
+constexpr ViStatus VI_ERROR_ATTR_READONLY = static_cast<ViStatus>(0xBFFF001F);
 constexpr ViStatus VI_ERROR_ALLOC = static_cast<ViStatus>(0xBFFF003C);
+constexpr ViStatus VI_ERROR_IO = static_cast<ViStatus>(0xBFFF003E);
 constexpr ViStatus VI_ERROR_NSUP_OPER = static_cast<ViStatus>(0xBFFF0067);
 constexpr ViStatus VI_ERROR_USER_BUF = static_cast<ViStatus>(0xBFFF0071);
+constexpr ViStatus VI_ERROR_RSRC_BUSY = static_cast<ViStatus>(0xBFFF0072);
+constexpr ViStatus VI_ERROR_CONN_LOST = static_cast<ViStatus>(0xBFFF00A6);
+constexpr ViStatus VI_ERROR_NPERMISSION = static_cast<ViStatus>(0xBFFF00A8);
 static_assert(VI_ERROR_RSRC_NFOUND == -1073807343);
 
 constexpr ViUInt16 VI_INTF_GPIB = 1;
@@ -62,8 +71,8 @@ extern "C"
     /// Opens a session. viClose() closes it and its find lists.
     ViStatus viOpenDefaultRM(ViSession* resourceManager);
 
-    /// Sets an attribute of a session or find list. VI_ERROR_NSUP_ATTR: there is no such attribute, or it is read-only.
-    /// VI_ERROR_NSUP_ATTR_STATE: the value is out of range.
+    /// Sets an attribute of a session or find list. VI_ERROR_NSUP_ATTR: there is no such attribute.
+    /// VI_ERROR_ATTR_READONLY: it cannot be set. VI_ERROR_NSUP_ATTR_STATE: the value is out of range.
     ViStatus viSetAttribute(ViObject object, ViAttr attribute, ViAttrState value);
 
     /// Writes the first match and the number of matches, and opens a list of the others. `list` and `count` may be
@@ -93,7 +102,8 @@ extern "C"
     ViStatus viOpen(ViSession resourceManager, ViConstString name, ViUInt32 accessMode, ViUInt32 timeout,
                     ViSession* session);
 
-    /// Writes the text of a status. VI_WARN_UNKNOWN_STATUS: it has none. The program does not use it.
+    /// Writes the text of a status. The object may be VI_NULL. VI_WARN_UNKNOWN_STATUS: it has none. The program does
+    /// not use it.
     ViStatus viStatusDesc(ViObject object, ViStatus status, ViChar description[VI_FIND_BUFLEN]);
 
     /// Closes a session or find list. Returns VI_WARN_NULL_OBJECT for VI_NULL.
