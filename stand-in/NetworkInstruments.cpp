@@ -5,6 +5,7 @@
 
 #include "NetworkServices.h"
 #include "SdBus.h"
+#include "Trace.h"
 
 #include <array>
 #include <cerrno>
@@ -13,6 +14,8 @@
 #include <memory>
 #include <queue>
 #include <set>
+#include <stdexcept>
+#include <system_error>
 
 #include <net/if.h>
 
@@ -51,11 +54,10 @@ public:
     [[nodiscard]] std::vector<std::string> run(ViUInt32 searches, Clock::time_point deadline)
     {
         sd_bus* opened = nullptr;
-        if (sd_bus_open_system(&opened) < 0)
-            return {};
+        const int result = sd_bus_open_system(&opened);
         m_bus.reset(opened);
-        if (sd_bus_add_filter(opened, nullptr, signalled, this) < 0)
-            return {};
+        if (result < 0 || sd_bus_add_filter(opened, nullptr, signalled, this) < 0)
+            throw std::system_error(result < 0 ? -result : ENOMEM, std::generic_category(), "the system bus");
         for (const ServiceType& type : serviceTypes)
         {
             if ((searches & type.search) != 0 && call("ServiceBrowserNew", browsing, "iissu", anyInterfaceOrProtocol,
@@ -72,13 +74,14 @@ private:
     bool process(Clock::time_point deadline)
     {
         const auto left = std::chrono::ceil<std::chrono::microseconds>(deadline - Clock::now()).count();
-        if (left <= 0)
-            return false;
-        const int processed = sd_bus_process(m_bus.get(), nullptr);
-        if (processed != 0)
-            return processed >= 0;
-        const int waited = sd_bus_wait(m_bus.get(), static_cast<std::uint64_t>(left));
-        return waited >= 0 || waited == -EINTR;
+        int result = left > 0 ? sd_bus_process(m_bus.get(), nullptr) : -ETIME;
+        if (result == 0)
+            result = sd_bus_wait(m_bus.get(), static_cast<std::uint64_t>(left));
+        if (result >= 0 || result == -EINTR)
+            return true;
+        trace("LAN instruments: ", std::generic_category().message(-result), " before ", m_browsing, " types and ",
+              m_resolving + m_unresolved.size(), " services were complete");
+        return false;
     }
 
     [[nodiscard]] bool isComplete() const { return m_hasFailed || (m_browsing == 0 && m_resolving == 0); }
@@ -112,12 +115,18 @@ private:
         return 0;
     }
 
+    static bool isError(sd_bus_message* reply)
+    {
+        const sd_bus_error* error = sd_bus_message_get_error(reply);
+        if (error != nullptr)
+            trace("LAN instruments: ", error->message == nullptr ? error->name : error->message);
+        return error != nullptr;
+    }
+
     static int browsing(sd_bus_message* reply, void* search, sd_bus_error* /*error*/)
     {
         // Without an error, a signal ends the browser.
-        return handle(search, [&](ServiceSearch& self) {
-            self.m_browsing -= sd_bus_message_is_method_error(reply, nullptr) > 0 ? 1 : 0;
-        });
+        return handle(search, [&](ServiceSearch& self) { self.m_browsing -= isError(reply) ? 1 : 0; });
     }
 
     static int signalled(sd_bus_message* message, void* search, sd_bus_error* /*error*/)
@@ -157,8 +166,7 @@ private:
             int protocol = 0;
             const char* address = nullptr;
             ViUInt16 port = 0;
-            // Reading fails for an error.
-            if (readAnnouncement(reply, announcement) &&
+            if (!isError(reply) && readAnnouncement(reply, announcement) &&
                 sd_bus_message_read(reply, "sisq", &hostName, &protocol, &address, &port) > 0)
                 self.m_services.add(announcement,
                                     {protocol == ipv4, address, interfaceName(announcement.interface), port});
@@ -198,6 +206,8 @@ private:
 
 std::vector<std::string> networkInstrumentResources(const SearchSettings& settings)
 {
+    if (settings.networkSearches == 0 || settings.milliseconds == 0)
+        throw std::runtime_error("an attribute of the session is 0");
     return ServiceSearch().run(settings.networkSearches,
                                Clock::now() + std::chrono::milliseconds(settings.milliseconds));
 }

@@ -15,7 +15,8 @@ namespace standin
 /// SCPI sockets, each once, in order, by an IPv4 address if it has one. Sends nothing into the network.
 ///
 /// Returns after settings.milliseconds at the latest, and earlier once everything has answered. The result is empty
-/// without a daemon or a bus, and in a build without sd-bus. Any thread may call; each call has its own connection.
+/// without a daemon. Throws std::exception without a bus, in a build without sd-bus, and if a setting is 0. Any thread
+/// may call; each call has its own connection.
 [[nodiscard]] std::vector<std::string> networkInstrumentResources(const SearchSettings& settings);
 
 } // namespace standin

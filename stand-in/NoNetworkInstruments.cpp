@@ -5,12 +5,14 @@
 
 #include "NetworkInstruments.h"
 
+#include <stdexcept>
+
 namespace standin
 {
 
 std::vector<std::string> networkInstrumentResources(const SearchSettings& /*settings*/)
 {
-    return {};
+    throw std::runtime_error("the library was built without sd-bus");
 }
 
 } // namespace standin

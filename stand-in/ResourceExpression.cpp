@@ -3,6 +3,8 @@
 
 #include "ResourceExpression.h"
 
+#include "config/ModernConfigurationFile.h"
+
 #include <string_view>
 
 namespace standin
@@ -14,7 +16,6 @@ namespace
 re2::RE2::Options options()
 {
     re2::RE2::Options options(re2::RE2::Latin1);
-    options.set_case_sensitive(false);
     options.set_dot_nl(true);
     options.set_log_errors(false);
     return options;
@@ -67,7 +68,10 @@ std::string translate(const std::string& expression)
 
 } // namespace
 
-ResourceExpression::ResourceExpression(const std::string& expression) : m_pattern(translate(expression), options()) {}
+ResourceExpression::ResourceExpression(const std::string& expression)
+    : m_pattern(translate(KyVisa::ModernConfigurationFile::upperCase(expression)), options())
+{
+}
 
 bool ResourceExpression::isValid() const
 {
@@ -76,7 +80,15 @@ bool ResourceExpression::isValid() const
 
 bool ResourceExpression::matches(const std::string& name) const
 {
-    return re2::RE2::FullMatch(name, m_pattern);
+    return re2::RE2::FullMatch(KyVisa::ModernConfigurationFile::upperCase(name), m_pattern);
+}
+
+bool ResourceExpression::mayMatchAfter(const std::string& beginning) const
+{
+    std::string first;
+    std::string last;
+    const bool isLimited = m_pattern.PossibleMatchRange(&first, &last, static_cast<int>(beginning.size()) + 1);
+    return !isLimited || (first <= beginning + '\xFF' && beginning <= last);
 }
 
 } // namespace standin

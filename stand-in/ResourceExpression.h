@@ -23,9 +23,11 @@ public:
     /// False for a malformed expression.
     [[nodiscard]] bool isValid() const;
     [[nodiscard]] bool matches(const std::string& name) const;
+    /// False only if no name that begins with these capitals can match.
+    [[nodiscard]] bool mayMatchAfter(const std::string& beginning) const;
 
 private:
-    re2::RE2 m_pattern;
+    re2::RE2 m_pattern; ///< of names in capitals
 };
 
 } // namespace standin

@@ -3,6 +3,7 @@
 
 #include "SerialPorts.h"
 
+#include "Trace.h"
 #include "Udev.h"
 
 #include <string_view>
@@ -17,10 +18,11 @@ namespace
 
 bool isSerialPort(udev_device* device)
 {
-    // Devices without hardware have this path. A UART of type 0 does not exist.
     const std::string_view place = udev_device_get_devpath(device);
-    return udev_device_get_devnode(device) != nullptr && place.rfind("/devices/virtual/", 0) != 0 &&
-           udevAttribute(device, "type") != "0";
+    const bool hasHardware = place.rfind("/devices/virtual/", 0) != 0 && udevAttribute(device, "type") != "0";
+    if (!hasHardware)
+        trace("serial port ", udev_device_get_sysname(device), ": skipped, the kernel knows no hardware behind it");
+    return udev_device_get_devnode(device) != nullptr && hasHardware;
 }
 
 } // namespace
@@ -31,8 +33,10 @@ std::vector<std::string> serialPortResources()
     // The patterns skip the many virtual terminals, tty0, tty1 and so on: udev opens each device that matches.
     for (const UdevDevice& device : udevDevices("tty", {"[!t]*", "tty[!0-9]*"}))
     {
-        if (isSerialPort(device.get()))
-            resources.push_back("ASRL" + std::to_string(resources.size() + 1) + "::INSTR");
+        if (!isSerialPort(device.get()))
+            continue;
+        resources.push_back("ASRL" + std::to_string(resources.size() + 1) + "::INSTR");
+        trace("serial port ", resources.back(), ": ", udev_device_get_devnode(device.get()));
     }
     return resources;
 }

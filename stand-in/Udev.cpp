@@ -4,6 +4,7 @@
 #include "Udev.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 #include <libudev.h>
 
@@ -13,17 +14,14 @@ namespace standin
 namespace
 {
 
-struct EnumerationRelease
+struct Release
 {
+    void operator()(udev* context) const { udev_unref(context); }
+
     void operator()(udev_enumerate* enumeration) const { udev_enumerate_unref(enumeration); }
 };
 
 } // namespace
-
-void UdevRelease::operator()(udev* context) const
-{
-    udev_unref(context);
-}
 
 void UdevRelease::operator()(udev_device* device) const
 {
@@ -32,18 +30,16 @@ void UdevRelease::operator()(udev_device* device) const
 
 std::vector<UdevDevice> udevDevices(const char* subsystem, std::initializer_list<const char*> names)
 {
-    std::vector<UdevDevice> devices;
-    const Udev context(udev_new());
-    if (!context)
-        return devices;
-    const std::unique_ptr<udev_enumerate, EnumerationRelease> enumeration(udev_enumerate_new(context.get()));
+    const std::unique_ptr<udev, Release> context(udev_new());
+    const std::unique_ptr<udev_enumerate, Release> enumeration(udev_enumerate_new(context.get()));
     const auto addName = [&](const char* name) {
         return udev_enumerate_add_match_sysname(enumeration.get(), name) >= 0;
     };
     if (!enumeration || udev_enumerate_add_match_subsystem(enumeration.get(), subsystem) < 0 ||
         !std::all_of(names.begin(), names.end(), addName) || udev_enumerate_scan_devices(enumeration.get()) < 0)
-        return devices;
+        throw std::runtime_error("udev lists no devices");
 
+    std::vector<UdevDevice> devices;
     udev_list_entry* entry = nullptr;
     udev_list_entry_foreach(entry, udev_enumerate_get_list_entry(enumeration.get()))
     {

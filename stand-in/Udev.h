@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-struct udev;
 struct udev_device;
 
 namespace standin
@@ -16,15 +15,14 @@ namespace standin
 
 struct UdevRelease
 {
-    void operator()(udev* context) const;
     void operator()(udev_device* device) const;
 };
 
-using Udev = std::unique_ptr<udev, UdevRelease>;
 using UdevDevice = std::unique_ptr<udev_device, UdevRelease>;
 
 /// Returns the devices of a udev subsystem whose names match one of the patterns, or all without patterns, in no
-/// particular order. Empty if udev fails. Each device keeps the udev context alive; use both in one thread.
+/// particular order. Throws std::runtime_error if udev fails. Each device keeps the udev context alive; use both in one
+/// thread.
 [[nodiscard]] std::vector<UdevDevice> udevDevices(const char* subsystem, std::initializer_list<const char*> names = {});
 
 /// A sysfs attribute, or an empty text.

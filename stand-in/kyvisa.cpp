@@ -8,12 +8,12 @@
 #include "ResourceName.h"
 #include "SerialPorts.h"
 #include "Statuses.h"
+#include "Trace.h"
 #include "UsbInstruments.h"
 #include "visa/visa.h"
 
-#include <array>
+#include <chrono>
 #include <cstring>
-#include <functional>
 #include <limits>
 #include <new>
 
@@ -58,17 +58,21 @@ void writeText(ViChar* place, const std::string& text)
         place[text.copy(place, VI_FIND_BUFLEN - 1)] = '\0';
 }
 
-/// Returns what the sources find and the expression matches. Skips a source that fails.
+/// Returns what the sources find and the expression matches. Skips a source that fails, or that has no such name.
 std::vector<std::string> findResources(const ResourceExpression& expression, const SearchSettings& settings)
 {
-    const std::array<std::function<std::vector<std::string>()>, 3> sources = {
-        serialPortResources, usbInstrumentResources, [&] { return networkInstrumentResources(settings); }};
     std::vector<std::string> resources;
-    for (const auto& source : sources)
-    {
+    const auto ask = [&](const char* kind, const char* beginning, const auto& source) {
+        const auto spent = [start = std::chrono::steady_clock::now()] {
+            return (std::chrono::steady_clock::now() - start) / std::chrono::milliseconds(1);
+        };
+        if (!expression.mayMatchAfter(beginning))
+            return trace(kind, ": skipped, no name that begins with ", beginning, " is asked for");
         try
         {
-            for (const std::string& name : source())
+            const std::vector<std::string> found = source();
+            trace(kind, ": found ", found.size(), " in ", spent(), " ms");
+            for (const std::string& name : found)
             {
                 // An incomplete name is of a device that was just unplugged.
                 const std::optional<ParsedResource> parsed = parseResourceName(name);
@@ -76,11 +80,14 @@ std::vector<std::string> findResources(const ResourceExpression& expression, con
                     resources.push_back(parsed->expandedName);
             }
         }
-        catch (const std::exception&)
+        catch (const std::exception& error)
         {
-            continue;
+            trace(kind, ": none in ", spent(), " ms: ", error.what());
         }
-    }
+    };
+    ask("serial ports", "ASRL", serialPortResources);
+    ask("USB instruments", "USB0::0x", usbInstrumentResources);
+    ask("LAN instruments", "TCPIP0::", [&] { return networkInstrumentResources(settings); });
     return resources;
 }
 

@@ -111,10 +111,31 @@ TEST(StandIn, AnswersCalls)
     expectAnswers(std::getenv("CALLS"), answer);
 }
 
+TEST(StandIn, TracesWhatASearchAsks)
+{
+    qputenv("KYVISA_STAND_IN_TRACE", "1");
+    qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=none");
+    ViSession session = VI_NULL;
+    Text name = {};
+    viOpenDefaultRM(&session);
+    testing::internal::CaptureStderr();
+    viFindRsrc(session, "ASRL?*|TCPIP?*", nullptr, nullptr, name.data());
+    QString trace = QString::fromStdString(testing::internal::GetCapturedStderr());
+    EXPECT_EQ(trace.replace(QRegularExpression("\\d+ ms"), "N ms").toStdString(),
+              "kyvisa: serial port ASRL1::INSTR: /dev/ttyACM0\n"
+              "kyvisa: serial port ASRL2::INSTR: /dev/ttyUSB10\n"
+              "kyvisa: serial port ASRL3::INSTR: /dev/ttyUSB9\n"
+              "kyvisa: serial port ASRL4::INSTR: /dev/ttyS0\n"
+              "kyvisa: serial port ttyS1: skipped, the kernel knows no hardware behind it\n"
+              "kyvisa: serial port ptmx: skipped, the kernel knows no hardware behind it\n"
+              "kyvisa: serial ports: found 4 in N ms\n"
+              "kyvisa: USB instruments: skipped, no name that begins with USB0::0x is asked for\n"
+              "kyvisa: LAN instruments: none in N ms: the system bus: No such file or directory\n");
+}
+
 TEST(StandIn, BearsEightThreadsThatUseWhatOthersChange)
 {
-    std::atomic<ViObject> shared = VI_NULL,
-                          sharedList = VI_NULL; // relaxed, so that only the library orders the threads
+    std::atomic<ViSession> shared = VI_NULL; // relaxed, so that only the library orders the threads
     const auto useEverything = [&] {
         for (int round = 0; round < 25; ++round)
         {
@@ -122,14 +143,14 @@ TEST(StandIn, BearsEightThreadsThatUseWhatOthersChange)
             ViUInt32 provider = 0;
             Text text = {};
             viOpenDefaultRM(&session);
-            viSetAttribute(session, KYVISA_ATTR_SEARCH_TIME, 0);
+            viSetAttribute(session, KYVISA_ATTR_SEARCH_TIME, 20);
             // From now on another thread may close the session.
             const ViSession previous = shared.exchange(session, std::memory_order_relaxed);
             viFindRsrc(session, "?*", &list, nullptr, text.data());
             for (int use = 0; use < 20; ++use)
             {
                 viGetAttribute(shared.load(std::memory_order_relaxed), VI_ATTR_RSRC_MANF_ID, &provider);
-                viSetAttribute(shared.load(std::memory_order_relaxed), KYVISA_ATTR_SEARCH_TIME, 0);
+                viSetAttribute(shared.load(std::memory_order_relaxed), KYVISA_ATTR_SEARCH_TIME, 20);
             }
             while (viFindNext(list, text.data()) == VI_SUCCESS)
                 viParseRsrcEx(session, text.data(), nullptr, nullptr, nullptr, text.data(), nullptr);
