@@ -9,9 +9,9 @@ build_packages=(g++ cmake ninja-build pkg-config qtbase5-dev libudev-dev libre2-
 run_packages=(qtwayland5 fonts-dejavu-core)
 # What shows the window where there is no display.
 display_packages=(tigervnc-standalone-server tigervnc-tools xauth matchbox-window-manager)
-test_packages=(libgtest-dev libgmock-dev umockdev xvfb xauth xdotool openbox fonts-dejavu-core python3-pyvisa-py
+test_packages=(libgtest-dev libgmock-dev umockdev xvfb xauth xdotool openbox python3-pyvisa-py
     libavahi-core7 libdaemon0 dbus-daemon iproute2)
-bench_packages=(libbenchmark-dev libglib2.0-dev valgrind xvfb fonts-dejavu-core python3)
+bench_packages=(libbenchmark-dev libglib2.0-dev valgrind xvfb python3)
 check_packages=(clang clang-tidy clang-format libclang-rt-14-dev shellcheck desktop-file-utils appstream
     lintian dpkg-dev man-db)
 
@@ -35,14 +35,22 @@ install_packages() {
     done
     ((${#missing[@]})) || return 0
 
-    local as_root=(env DEBIAN_FRONTEND=noninteractive)
+    local as_root=(env DEBIAN_FRONTEND=noninteractive LC_ALL=C)
     if ((EUID != 0)); then
         command -v sudo >/dev/null || fail "needs root to install: apt-get install ${missing[*]}"
-        as_root=(sudo env DEBIAN_FRONTEND=noninteractive)
+        as_root=(sudo "${as_root[@]}")
+        "${as_root[@]}" true || fail "sudo refused; somebody who is root can run: apt-get install ${missing[*]}"
     fi
     say "installing ${missing[*]}"
-    "${as_root[@]}" apt-get update -qq || fail "apt-get update failed"
-    "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null ||
+    # apt-get waits for another one while it installs, but not while it updates.
+    local errors attempt=0
+    until errors=$("${as_root[@]}" apt-get update -qq 2>&1 >/dev/null); do
+        [[ $errors == *'Could not get lock'* ]] || fail "apt-get update failed: $errors"
+        ((attempt++)) || say "another apt-get runs; waiting up to five minutes"
+        ((attempt < 60)) || fail "another apt-get still runs"
+        sleep 5
+    done
+    "${as_root[@]}" apt-get install -y -qq -o DPkg::Lock::Timeout=300 --no-install-recommends "${missing[@]}" >/dev/null ||
         fail "could not install: ${missing[*]}"
 }
 
