@@ -79,8 +79,8 @@ private:
             result = sd_bus_wait(m_bus.get(), static_cast<std::uint64_t>(left));
         if (result >= 0 || result == -EINTR)
             return true;
-        trace("LAN instruments: ", std::generic_category().message(-result), " before ", m_browsing, " types and ",
-              m_resolving + m_unresolved.size(), " services were complete");
+        trace("LAN instruments: ended with ", m_browsing, " types and ", m_resolving + m_unresolved.size(),
+              " services unanswered: ", std::generic_category().message(-result));
         return false;
     }
 
