@@ -44,7 +44,7 @@ public:
 
     /// Writes everything to the file, and creates it where there is none. Reports no failure. The next getInstance()
     /// loads what was written, unless the last load was within the same second. Keeps a copy of lines that are neither
-    /// saved nor known to the user, see ModernConfigurationFile::save().
+    /// saved nor known to the user, see ModernConfigurationFile::replace().
     void save();
 
     /// Call this after showing the loaded entries. Entries that were never shown are kept in a copy when save() drops

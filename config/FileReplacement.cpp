@@ -15,6 +15,7 @@
 #include <linux/limits.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/utsname.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -25,11 +26,8 @@ namespace
 {
 
 constexpr int maximumAttempts = 10;
-constexpr int maximumLockAttempts = 20;
-constexpr useconds_t lockPause = 1000; // microseconds
-constexpr mode_t newFileMode = 0666;   // before the umask
-constexpr int lockedNames = 2;         // temporary names that need the lock: for a new file and for a copy
-constexpr const char* temporaryName = "/.visa.conf.KyVisaConfigure.";
+constexpr int longestLockWait = 20; // milliseconds
+constexpr int lockedNames = 2;      // temporary names that need the lock: for a new file and for a copy
 constexpr const char* accessListName = "system.posix_acl_access";
 
 /// Returns the result of a system call, or throws its error.
@@ -68,11 +66,14 @@ struct MadeName
     explicit MadeName(std::string made) : path(std::move(made)) {}
 
     MadeName(const MadeName&) = delete;
-    MadeName& operator=(const MadeName&) = delete;
 
-    ~MadeName() { ::unlink(isKept ? "" : path.c_str()); }
+    ~MadeName()
+    {
+        if (!isKept)
+            ::unlink(path.c_str());
+    }
 
-    std::string path;
+    const std::string path;
     bool isKept = false;
 };
 
@@ -90,7 +91,7 @@ std::optional<struct stat> statusOf(const std::string& path)
 {
     struct stat status = {};
     const int result = ::lstat(path.c_str(), &status);
-    if (result != 0 && errno == ENOENT)
+    if (result != 0 && (errno == ENOENT || errno == ENAMETOOLONG))
         return {};
     checked(result);
     return status;
@@ -114,15 +115,22 @@ void writeAll(int descriptor, std::string_view bytes)
 /// A regular file, opened once. Everything about it is read through this descriptor.
 struct OldFile
 {
-    /// Throws if the process may not both read and write the file. Does not wait for what has just become a pipe.
-    explicit OldFile(const std::string& path)
-        : descriptor(checked(::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)))
+    /// Throws if the process may not both read and write the file, or if it is not a regular file.
+    explicit OldFile(const std::string& path) : descriptor(open(path))
     {
-        constexpr std::size_t blockSize = 65536;
         checked(::fstat(descriptor.number, &status));
-        std::string block(blockSize, '\0');
+        std::string block(65536, '\0');
         while (const ssize_t count = checked(::read(descriptor.number, block.data(), block.size())))
             bytes.append(block, 0, static_cast<std::size_t>(count));
+    }
+
+    static int open(const std::string& path)
+    {
+        // Opening a device may have an effect, so look first. O_NONBLOCK: the name may become a pipe after the look.
+        const auto status = statusOf(path);
+        if (!status || !S_ISREG(status->st_mode))
+            throw std::system_error(EINVAL, std::generic_category());
+        return checked(::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     }
 
     [[nodiscard]] bool isSameAs(const struct stat& other) const
@@ -130,11 +138,12 @@ struct OldFile
         return other.st_dev == status.st_dev && other.st_ino == status.st_ino;
     }
 
-    /// Returns whether the path still names this file, and nobody has written into it.
+    /// Returns whether the path still names this file, and nobody has written into it or changed who may use it.
     [[nodiscard]] bool isStillAt(const std::string& path) const
     {
         const auto now = statusOf(path);
-        return now && isSameAs(*now) && now->st_size == status.st_size &&
+        return now && isSameAs(*now) && now->st_size == status.st_size && now->st_mode == status.st_mode &&
+               now->st_uid == status.st_uid && now->st_gid == status.st_gid &&
                now->st_mtim.tv_sec == status.st_mtim.tv_sec && now->st_mtim.tv_nsec == status.st_mtim.tv_nsec;
     }
 
@@ -165,8 +174,8 @@ void takeAccess(int descriptor, const OldFile& old)
 /// A new file under a temporary name.
 struct NewFile
 {
-    MadeName name;
     Descriptor descriptor;
+    MadeName name;
 };
 
 /// A folder, locked against other saves. If it is not readable, has no locks, or stays locked, the save goes on without
@@ -174,23 +183,23 @@ struct NewFile
 class Folder
 {
 public:
-    /// Removes what a killed save has left: regular files of this user, or of the owner of the file to save.
+    /// Removes what a killed save has left: regular files of this user, and for root, of the owner of the file to save.
     Folder(const std::string& folder, const std::optional<struct stat>& file)
         : m_path(folder.empty() ? "." : folder),
           m_descriptor(::open(m_path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
     {
         for (int count = 0; ::flock(m_descriptor.number, LOCK_EX | LOCK_NB) != 0; ++count)
         {
-            if (errno != EWOULDBLOCK || count == maximumLockAttempts)
+            if (errno != EWOULDBLOCK || count == longestLockWait)
                 return;
-            ::usleep(lockPause);
+            ::usleep(1000);
         }
         m_isLocked = true;
         for (int number = 1; number <= lockedNames; ++number)
         {
             struct stat status = {};
             if (::lstat(temporaryPath(number).c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
-                (status.st_uid == ::geteuid() || (file && status.st_uid == file->st_uid)))
+                (status.st_uid == ::geteuid() || (::geteuid() == 0 && file && status.st_uid == file->st_uid)))
                 ::unlink(temporaryPath(number).c_str());
         }
     }
@@ -205,10 +214,8 @@ public:
         {
             const std::string path = temporaryPath(number);
             const int descriptor = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-            if (descriptor < 0 && errno == EEXIST)
-                continue;
-            checked(descriptor);
-            return {MadeName(path), Descriptor(descriptor)};
+            if (descriptor >= 0 || errno != EEXIST)
+                return {Descriptor(checked(descriptor)), MadeName(path)};
         }
     }
 
@@ -216,9 +223,12 @@ public:
     void sync() const { ::fsync(m_descriptor.number); }
 
 private:
+    /// Contains the host's name: a network file system may lock a folder for one host only.
     [[nodiscard]] std::string temporaryPath(int number) const
     {
-        return m_path + temporaryName + std::to_string(number);
+        struct utsname host = {};
+        ::uname(&host);
+        return m_path + "/.visa.conf.KyVisaConfigure." + host.nodename + "." + std::to_string(number);
     }
 
     std::string m_path;
@@ -235,27 +245,21 @@ struct Copies
 };
 
 /// A save to a file that is no symbolic link. Its folder stays locked.
-class Save
+struct Save
 {
-public:
-    Save(const std::filesystem::path& target, const FileReplacement& replacement)
-        : m_folder(target.parent_path(), statusOf(target)), m_path(target), m_replacement(replacement)
-    {
-    }
+    const std::filesystem::path path;
+    const FileReplacement& replacement;
+    const Folder folder = Folder(path.parent_path(), statusOf(path));
 
     /// Returns false and changes nothing if somebody else changes the file meanwhile.
     [[nodiscard]] bool attempt(std::string_view bytes) const
     {
-        const auto status = statusOf(m_path);
-        // Opening a device or a pipe may have an effect.
-        if (status && !S_ISREG(status->st_mode))
-            throw std::system_error(EINVAL, std::generic_category());
         std::optional<OldFile> old;
-        if (status)
-            old.emplace(m_path);
-        const bool needsCopy = old && m_replacement.needsCopy && m_replacement.needsCopy(old->bytes);
+        if (statusOf(path))
+            old.emplace(path);
+        const bool needsCopy = old && replacement.needsCopy && replacement.needsCopy(old->bytes);
         // After a rename, hard links of the user would still be the old file.
-        if (old && old->status.st_nlink > 1 && old->status.st_nlink > 1 + copiesOf(*old, m_folder).links)
+        if (old && old->status.st_nlink > 1 && old->status.st_nlink > 1 + copiesOf(*old, folder).links)
             return writeInPlace(*old, bytes, needsCopy);
         try
         {
@@ -273,28 +277,31 @@ public:
 private:
     [[nodiscard]] bool replaceByRename(const std::optional<OldFile>& old, std::string_view bytes, bool needsCopy) const
     {
-        NewFile file = m_folder.create(old ? S_IRUSR | S_IWUSR : newFileMode);
+        NewFile file = folder.create(old ? S_IRUSR | S_IWUSR : DEFFILEMODE);
         if (old)
             takeAccess(file.descriptor.number, *old);
         writeAll(file.descriptor.number, bytes);
         MadeName copy(needsCopy ? makeCopy(*old, true) : "");
-        if (old ? !old->isStillAt(m_path) : statusOf(m_path).has_value())
+        const bool isChanged = old ? !old->isStillAt(path) : statusOf(path).has_value();
+        copy.isKept = isChanged; // Another save may count on it.
+        if (isChanged)
             return false;
-        checked(::rename(file.name.path.c_str(), m_path.c_str()));
+        checked(::rename(file.name.path.c_str(), path.c_str()));
         copy.isKept = file.name.isKept = true;
-        m_folder.sync();
+        folder.sync();
         return true;
     }
 
     [[nodiscard]] bool writeInPlace(const OldFile& old, std::string_view bytes, bool needsCopy) const
     {
         MadeName copy(makeCopy(old, false));
-        if (!old.isStillAt(m_path))
+        const bool isChanged = !old.isStillAt(path);
+        copy.isKept = isChanged && needsCopy; // Another save may count on it.
+        if (isChanged)
             return false;
         // Find out that the disk is full before overwriting anything.
         const int descriptor = old.descriptor.number;
-        if (!bytes.empty())
-            checkedIfKnown(::fallocate(descriptor, FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(bytes.size())));
+        checkedIfKnown(::fallocate(descriptor, FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(bytes.size())));
 
         copy.isKept = true;
         try
@@ -311,18 +318,18 @@ private:
         return true;
     }
 
-    [[nodiscard]] Copies copiesOf(const OldFile& old, const Folder& folder) const
+    [[nodiscard]] Copies copiesOf(const OldFile& old, const Folder& place) const
     {
         Copies copies;
         for (int number = 1;; ++number)
         {
-            copies.freePath = folder / (m_path.filename().string() + ".~" + std::to_string(number) + "~");
+            copies.freePath = place / (path.filename().string() + ".~" + std::to_string(number) + "~");
             const auto status = statusOf(copies.freePath);
             if (!status)
                 return copies;
             if (old.isSameAs(*status))
                 ++copies.links;
-            else if (S_ISREG(status->st_mode))
+            else if (S_ISREG(status->st_mode) && status->st_size == old.status.st_size)
             {
                 std::ifstream copy(copies.freePath, std::ios::binary);
                 const auto begin = std::istreambuf_iterator<char>(copy);
@@ -335,60 +342,53 @@ private:
     /// copy already, or if none can be made.
     [[nodiscard]] std::string makeCopy(const OldFile& old, bool mayBeLink) const
     {
-        std::string path;
-        if (const std::string& other = m_replacement.copyFolder;
-            !makeCopyIn(m_folder, old, mayBeLink, path) && !other.empty())
+        const std::string& other = replacement.copyFolder;
+        std::optional<std::string> copy = makeCopyIn(folder, old, mayBeLink);
+        if (!copy && !other.empty() && other != path.parent_path())
         {
             ::mkdir(other.c_str(), S_IRWXU);
-            makeCopyIn(Folder(other, old.status), old, mayBeLink, path);
+            copy = makeCopyIn(Folder(other, old.status), old, false);
         }
-        return path;
+        return copy.value_or("");
     }
 
     /// Makes a copy, which appears whole. A link needs no room on a full disk and keeps everything about the file, but
-    /// is no copy for a write in place. Returns false if no copy can be made.
-    bool makeCopyIn(const Folder& folder, const OldFile& old, bool mayBeLink, std::string& path) const
+    /// is no copy for a write in place. Returns nothing if no copy can be made.
+    [[nodiscard]] std::optional<std::string> makeCopyIn(const Folder& place, const OldFile& old, bool mayBeLink) const
     try
     {
-        const Copies copies = copiesOf(old, folder);
+        const Copies copies = copiesOf(old, place);
         const char* free = copies.freePath.c_str();
         if (copies.haveBytes || (mayBeLink && copies.links > 0))
-            return true;
-        // In a sticky folder, a link to somebody else's file can be made, but not removed.
-        const bool isSticky = (statusOf(folder / ".")->st_mode & S_ISVTX) != 0;
-        mayBeLink = mayBeLink && (!isSticky || old.status.st_uid == ::geteuid());
-        if (!mayBeLink || ::link(m_path.c_str(), free) != 0)
+            return "";
+        // Somebody else's file can be linked in a sticky folder, but the link could not be removed.
+        if (mayBeLink && old.status.st_uid == ::geteuid() && ::link(path.c_str(), free) == 0)
+            return copies.freePath;
+
+        NewFile file = place.create(S_IRUSR | S_IWUSR);
+        takeAccess(file.descriptor.number, old);
+        writeAll(file.descriptor.number, old.bytes);
+        // Where there are links, not rename(): it would replace a copy that another process has just made.
+        if (::link(file.name.path.c_str(), free) != 0)
         {
-            NewFile file = folder.create(S_IRUSR | S_IWUSR);
-            takeAccess(file.descriptor.number, old);
-            writeAll(file.descriptor.number, old.bytes);
-            // Where there are links, not rename(): it would replace a copy that another process has just made.
-            if (::link(file.name.path.c_str(), free) != 0)
-            {
-                checked(errno == EEXIST ? -1 : ::rename(file.name.path.c_str(), free));
-                file.name.isKept = true;
-            }
-            folder.sync();
+            checked(errno == EEXIST ? -1 : ::rename(file.name.path.c_str(), free));
+            file.name.isKept = true;
         }
-        path = copies.freePath;
-        return true;
+        place.sync();
+        return copies.freePath;
     }
 
     catch (const std::system_error&)
     {
-        return false;
+        return {};
     }
-
-    Folder m_folder;
-    std::filesystem::path m_path;
-    const FileReplacement& m_replacement;
 };
 
 } // namespace
 
 void FileReplacement::replaceBy(std::string_view bytes) const
 {
-    const Save save(linkTarget(path), *this);
+    const Save save = {linkTarget(path), *this};
     for (int count = 0; count < maximumAttempts; ++count)
     {
         if (save.attempt(bytes))

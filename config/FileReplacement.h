@@ -10,8 +10,8 @@
 namespace KyVisa
 {
 
-/// Replaces one file by new bytes. A failure or a killed process loses the old bytes only in a write in place for which
-/// no copy could be made.
+/// Replaces one file by new bytes. If a write in place fails or is killed, and no copy could be made, the old bytes are
+/// lost. Otherwise there are always the old or the new ones.
 struct FileReplacement
 {
     /// The file, or a symbolic link to it. It need not exist, but its folder must.

@@ -59,7 +59,7 @@ std::unordered_set<std::string_view> meaningsOf(std::string& text)
 /// text or in what the user has seen.
 bool needsCopy(std::string oldText, const std::string& newText, const std::string& shown)
 {
-    if (oldText == shown)
+    if (oldText == shown) // only for speed
         return false;
     std::string knownText = newText + shown;
     const auto known = meaningsOf(knownText);
