@@ -12,6 +12,7 @@
 #include <QGuiApplication>
 #include <QKeyEvent>
 #include <QPushButton>
+#include <QScopeGuard>
 
 #include <algorithm>
 
@@ -22,21 +23,6 @@ namespace
 {
 
 const QLatin1String settingsGroup("ResourceDialog");
-
-/// Sets the in-process flag during a search, and clears it even after an exception.
-class UpdateInProcess
-{
-public:
-    explicit UpdateInProcess(std::atomic<bool>& flag) : m_flag(flag) { m_flag.store(true); }
-
-    ~UpdateInProcess() { m_flag.store(false); }
-
-    UpdateInProcess(const UpdateInProcess&) = delete;
-    UpdateInProcess& operator=(const UpdateInProcess&) = delete;
-
-private:
-    std::atomic<bool>& m_flag;
-};
 
 /// Returns the resources that the library finds on this machine and its network.
 QStringList findResources(ViSession session)
@@ -104,7 +90,8 @@ void ResourceDialog::setupConnections()
 void ResourceDialog::updateResourceList()
 {
     const std::lock_guard lock(s_resourceListMutex);
-    const UpdateInProcess inProcess(s_resourceListUpdateInProcess);
+    s_resourceListUpdateInProcess = true;
+    const auto clearFlag = qScopeGuard([] { s_resourceListUpdateInProcess = false; });
     s_resources.clear();
     const VisaHandle session = VisaHandle::defaultResourceManager();
     s_resources = findResources(session.get());
