@@ -3,21 +3,38 @@
 
 #pragma once
 
+#include "visa/visa.h"
+
+#include <QLineEdit>
 #include <QStyledItemDelegate>
+
+#include <limits>
 
 namespace gui
 {
 
-/// Shows and edits the texts of the main window's table.
+/// Shortens very long texts in the table. The layout of a line of megabytes takes seconds.
 class CellDelegate : public QStyledItemDelegate
 {
 public:
     using QStyledItemDelegate::QStyledItemDelegate;
 
-    /// Shortens a very long text. The layout of a line of megabytes takes seconds.
-    [[nodiscard]] QString displayText(const QVariant& value, const QLocale& locale) const override;
+    [[nodiscard]] QString displayText(const QVariant& value, const QLocale& /*locale*/) const override
+    {
+        constexpr int longestName = VI_FIND_BUFLEN - 1;
+        const QString text = value.toString();
+        return text.size() <= longestName ? text : text.left(longestName) + QChar(0x2026);
+    }
+
     [[nodiscard]] QWidget* createEditor(QWidget* parent, const QStyleOptionViewItem& option,
-                                        const QModelIndex& index) const override;
+                                        const QModelIndex& index) const override
+    {
+        QWidget* editor = QStyledItemDelegate::createEditor(parent, option, index);
+        // The default limit would cut a longer text.
+        if (auto* edit = qobject_cast<QLineEdit*>(editor))
+            edit->setMaxLength(std::numeric_limits<int>::max());
+        return editor;
+    }
 };
 
 } // namespace gui

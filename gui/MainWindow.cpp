@@ -64,11 +64,7 @@ void MainWindow::setupUi()
             [this] { m_selectedBeforeRemoval = selectedRow(); });
     ui->resourceView->setModel(&m_model);
     ui->resourceView->installEventFilter(this);
-    auto* delegate = new CellDelegate(this);
-    ui->resourceView->setItemDelegate(delegate);
-    // Connected after the view, so the text is stored by then.
-    connect(delegate, &CellDelegate::commitData, this,
-            [this] { widenColumn(*ui->resourceView, ui->resourceView->currentIndex()); });
+    ui->resourceView->setItemDelegate(new CellDelegate(this));
     ui->resourceView->horizontalHeader()->setStretchLastSection(true);
     resizeColumnsToContents(*ui->resourceView);
     m_model.m_pSelectionModel = ui->resourceView->selectionModel();
@@ -100,6 +96,9 @@ void MainWindow::setupConnections()
             &MainWindow::selectionChanged);
     connect(&m_model, &ConfigurationModel::rowsRemoved, this,
             [this](const QModelIndex& /*parent*/, int first, int last) { selectRowAfterRemoval(first, last); });
+    // Connected after the view, which stores the text.
+    connect(ui->resourceView->itemDelegate(), &QAbstractItemDelegate::commitData, this,
+            [this] { widenColumn(*ui->resourceView, ui->resourceView->currentIndex()); });
     ui->resourceView->setContextMenuPolicy(Qt::CustomContextMenu);
     connect(ui->resourceView, &QTableView::customContextMenuRequested, this, &MainWindow::tablePopupMenu);
     connect(&m_model, &ConfigurationModel::dirtyHasChanged, this, &MainWindow::modelDirtyFlagChanged);
