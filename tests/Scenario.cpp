@@ -75,8 +75,8 @@ QString shownRows(const QAbstractItemView& view)
             text += "=" + first.siblingAtColumn(1).data().toString();
         rows += view.selectionModel()->isSelected(first) ? "(" + text + ")" : text;
     }
-    const bool isCut = table != nullptr && view.sizeHintForColumn(0) > table->columnWidth(0);
-    return rows.join(' ') + (isCut ? " cut" : "");
+    const auto isCut = [&](int column) { return view.sizeHintForColumn(column) > table->columnWidth(column); };
+    return rows.join(' ') + (table != nullptr && (isCut(0) || isCut(1)) ? " cut" : "");
 }
 
 QString shown(const QWidget& widget)
@@ -164,6 +164,7 @@ const std::map<QString, std::function<void(Words)>> commands = {
     {"conf", [](Words words) { writeConfiguration(linesIn(words)); }},
     {"visa", [](Words words) { writeFile("script", linesIn(words)); }},
     {"store", store},
+    {"font", [](Words words) { QApplication::setFont(QFont("DejaVu Sans", word(words, 1).toInt())); }},
     {"start", [](Words) { start(); }},
     {"stop", [](Words) { stop(); }},
     {"do", [](Words words) { named<QAction>(word(words, 1)).trigger(); }},

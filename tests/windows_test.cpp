@@ -212,22 +212,6 @@ TEST(Windows, NameTheirControlsForThoseWhoDoNotSeeThem)
               "Einstellun4d09c60e647ef.ico, Save: Speichern_4d09cb08d5fcd.ico, Close: Power_Off4e1edc2c60f47.ico");
 }
 
-TEST(PropertyDialog, HasItsDesignedSizeOrRoomForItsHelp)
-{
-    Model model(nullptr);
-    for (const int points : {9, 20})
-    {
-        QApplication::setFont(QFont("DejaVu Sans", points));
-        gui::PropertyDialog dialog(model, nullptr);
-        dialog.show();
-        dialog.findChild<QTabWidget*>()->setCurrentIndex(1);
-        QCoreApplication::processEvents();
-        const auto& help = *dialog.findChild<QLabel*>("label_3");
-        EXPECT_GE(help.height(), help.heightForWidth(help.width()));
-        EXPECT_EQ(dialog.size() == QSize(697, 348), points == 9);
-    }
-}
-
 TEST(ResourceDialog, WaitsVisiblyForASearchThatRunsAndShowsOneThatHasEnded)
 {
     writeFile("script", "B A gate=30");
