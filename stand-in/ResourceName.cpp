@@ -68,7 +68,7 @@ bool completeUsbId(std::string& id)
     const bool isHexadecimal = isSame(id.substr(0, 2), "0x");
     const std::optional<ViUInt16> number = isHexadecimal ? toNumber(id.substr(2), 16) : toNumber(id);
     std::array<char, sizeof "0xFFFF"> text = {};
-    std::snprintf(text.data(), text.size(), "0x%04X", number.value_or(0));
+    static_cast<void>(std::snprintf(text.data(), text.size(), "0x%04X", number.value_or(0)));
     id = text.data();
     return number.has_value();
 }

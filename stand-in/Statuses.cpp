@@ -3,6 +3,7 @@
 
 #include "Statuses.h"
 
+#include <array>
 #include <utility>
 
 namespace standin
@@ -10,7 +11,7 @@ namespace standin
 
 const char* statusDescription(ViStatus status)
 {
-    constexpr std::pair<ViStatus, const char*> descriptions[] = {
+    constexpr std::array<std::pair<ViStatus, const char*>, 22> descriptions = {{
         {VI_SUCCESS, "Operation completed successfully."},
         {VI_SUCCESS_TERM_CHAR, "The specified termination character was read."},
         {VI_SUCCESS_MAX_CNT,
@@ -37,7 +38,7 @@ const char* statusDescription(ViStatus status)
         {VI_ERROR_RSRC_BUSY, "The resource is valid, but VISA cannot currently access it."},
         {VI_ERROR_CONN_LOST, "The connection for the given session has been lost."},
         {VI_ERROR_NPERMISSION, "Access to the resource or remote machine is denied."},
-    };
+    }};
     for (const auto& [known, text] : descriptions)
     {
         if (known == status)

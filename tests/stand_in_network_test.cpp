@@ -42,7 +42,7 @@ public:
     }
 
     /// Whether somebody waits for an answer of a deaf bus.
-    bool isAsked() const
+    [[nodiscard]] bool isAsked() const
     {
         pollfd waiting = {m_socket, POLLIN, 0};
         return poll(&waiting, 1, 0) > 0;
