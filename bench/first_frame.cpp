@@ -13,16 +13,12 @@
 namespace
 {
 
-class FirstFrame : public QObject
+struct FirstFrame : QObject
 {
-public:
-    using QObject::QObject;
-
     bool eventFilter(QObject* object, QEvent* event) override
     {
         // The window paints and sends itself while it handles this event. The timer fires afterwards.
-        const auto* window = qobject_cast<QWindow*>(object);
-        if (event->type() == QEvent::Expose && window != nullptr && window->isExposed())
+        if (event->type() == QEvent::Expose && static_cast<QWindow*>(object)->isExposed())
             QTimer::singleShot(0, this, [] { ::_exit(0); });
         return false;
     }
@@ -30,7 +26,7 @@ public:
 
 void watch()
 {
-    qApp->installEventFilter(new FirstFrame(qApp));
+    qApp->installEventFilter(new FirstFrame);
 }
 
 } // namespace

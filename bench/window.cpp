@@ -1,371 +1,247 @@
 // SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
 // SPDX-License-Identifier: MIT
 
-// The main window on a real display: from what a person does to the end of the paint that shows it.
+// The main window on a real display, from what a person does to the end of the paint that shows it; and the search.
 
-#include "Entries.h"
 #include "config/ConfigurationFile.h"
 #include "gui/MainWindow.h"
 #include "gui/ResourceDialog.h"
 
-#include <QApplication>
-#include <QDialogButtonBox>
-#include <QLineEdit>
-#include <QPaintEvent>
-#include <QPushButton>
-#include <QScrollBar>
-#include <QTableView>
-#include <QTest>
-#include <QTimer>
-#include <QToolBar>
+#include <QtTest>
+#include <QtWidgets>
 
 #include <atomic>
 #include <chrono>
-#include <ctime>
-#include <filesystem>
 #include <functional>
+#include <future>
 #include <optional>
-#include <thread>
 
-#include <fcntl.h>
-#include <unistd.h>
+#include <benchmark/benchmark.h>
+
+#include <libudev.h>
 
 namespace
 {
 
-constexpr int timeLimit = 30'000; // milliseconds
-
-/// Wall and processor time of the process, in seconds.
-struct Times
+/// Times until a widget was painted in the wanted state.
+struct Application : QApplication
 {
-    static Times now()
-    {
-        timespec cpuTime = {};
-        ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &cpuTime);
-        const auto wallTime = std::chrono::steady_clock::now().time_since_epoch();
-        return {std::chrono::duration<double>(wallTime).count(),
-                static_cast<double>(cpuTime.tv_sec) + 1e-9 * static_cast<double>(cpuTime.tv_nsec)};
-    }
-
-    double wall;
-    double cpu;
-};
-
-/// Records when the wanted content of a widget was painted.
-class Application : public QApplication
-{
-public:
     using QApplication::QApplication;
-    using Shown = std::function<bool(const QRegion& painted)>;
 
-    void waitFor(QWidget* widget, Shown shown)
+    static void startClock(QWidget* paintedWidget, std::function<bool()> condition)
     {
-        m_widget = widget;
-        m_shown = std::move(shown);
-        m_end.reset();
+        widget = paintedWidget;
+        isShown = std::move(condition);
+        state->ResumeTiming();
     }
-
-    /// When it was painted, or nothing if that did not happen within the time limit.
-    std::optional<Times> painted()
-    {
-        const bool inTime = QTest::qWaitFor([this] { return m_end.has_value(); }, timeLimit);
-        m_widget = nullptr;
-        return inTime ? m_end : std::nullopt;
-    }
-
-    [[nodiscard]] bool isPainted() const { return m_end.has_value(); }
 
     bool notify(QObject* receiver, QEvent* event) override
     {
         const bool result = QApplication::notify(receiver, event);
-        if (receiver == m_widget && event->type() == QEvent::Paint && !m_end &&
-            m_shown(static_cast<QPaintEvent*>(event)->region()))
-            m_end = Times::now();
+        if (receiver == widget && event->type() == QEvent::Paint && isShown())
+        {
+            state->PauseTiming();
+            widget = nullptr;
+        }
         return result;
     }
 
-private:
-    QObject* m_widget = nullptr;
-    Shown m_shown;
-    std::optional<Times> m_end;
+    inline static benchmark::State* state = nullptr;
+    inline static QWidget* widget = nullptr; ///< null after the paint
+    inline static std::function<bool()> isShown;
 };
 
-Application& application()
-{
-    return *static_cast<Application*>(qApp);
-}
+constexpr int settleTime = 50; // milliseconds, until all work of an idle window is done
 
-/// The main window with a file of `count` entries, shown and idle.
-class Window
-{
-public:
-    explicit Window(std::int64_t count)
-    {
-        // The store keeps the name of the file that it found first.
-        KyVisa::ConfigurationFile& store = KyVisa::ConfigurationFile::getInstance();
-        store.m_fileName = entries::ownFile(count);
-        store.load();
-        m_window.emplace();
-        m_window->show();
-        if (!QTest::qWaitForWindowExposed(&*m_window))
-            std::abort();
-        view = m_window->findChild<QTableView*>();
-        if (view->model()->rowCount() != count)
-            std::abort();
-        settle();
-    }
-
-    /// Waits until all pending work is done, including work that waits for a timer.
-    static void settle() { QTest::qWait(50); }
-
-    [[nodiscard]] QAction* action(const char* name) const { return m_window->findChild<QAction*>(name); }
-
-    [[nodiscard]] QWidget* button(QAction* action) const
-    {
-        return m_window->findChild<QToolBar*>()->widgetForAction(action);
-    }
-
-    void click(const char* actionName) const { QTest::mouseClick(button(action(actionName)), Qt::LeftButton); }
-
-    void clickRow(int row) const
-    {
-        QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->visualRect(cell(row)).center());
-    }
-
-    [[nodiscard]] QModelIndex cell(int row) const { return view->model()->index(row, ConfigurationModel::AliasColumn); }
-
-    [[nodiscard]] Application::Shown showsText(int row, const QString& text) const
-    {
-        return [=](const QRegion& painted) {
-            return row < view->model()->rowCount() && cell(row).data().toString() == text &&
-                   painted.intersects(view->visualRect(cell(row)));
-        };
-    }
-
-    QTableView* view = nullptr;
-
-private:
-    std::optional<gui::MainWindow> m_window;
-};
-
-/// Measures from the time that `act` returns until `widget` was painted and `shown` holds.
-void timeUntilPainted(benchmark::State& state, QWidget* widget, const Application::Shown& shown,
-                      const std::function<Times()>& act)
-{
-    application().waitFor(widget, shown);
-    const Times begin = act();
-    const std::optional<Times> end = application().painted();
-    if (!end)
-    {
-        state.SkipWithError("the change was not painted");
-        return;
-    }
-    state.SetIterationTime(end->wall - begin.wall);
-    benchmark::Counter& cpu = state.counters["cpu"];
-    cpu.value += end->cpu - begin.cpu;
-    cpu.flags = benchmark::Counter::kAvgIterations;
-    Window::settle();
-}
-
-/// Presses OK in the dialog that `open` shows, with this alias in it, and returns when it was pressed.
-Times confirmDialog(const QString& alias, const std::function<void()>& open)
-{
-    Times begin = {};
-    QTimer::singleShot(0, [&] {
-        QWidget* dialog = QApplication::activeModalWidget();
-        dialog->findChild<QLineEdit*>(QStringLiteral("aliasEdit"))->setText(alias);
-        Window::settle();
-        begin = Times::now();
-        dialog->findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok)->click();
-    });
-    open();
-    // The dialog has stored its place now, which waits for the disk. The row must be shown before that.
-    if (!application().isPainted())
-        std::abort();
-    return begin;
-}
-
-QString nextAlias()
+QString newAlias()
 {
     static int number = 0;
     return QStringLiteral("NEW%1").arg(number++);
 }
 
-void addByDialog(benchmark::State& state)
+/// The main window with a file of as many entries as the benchmark wants, shown and idle.
+struct Window
 {
-    const Window window(state.range(0));
-    for ([[maybe_unused]] auto _ : state)
+    explicit Window(benchmark::State& state)
     {
-        const QString alias = nextAlias();
-        timeUntilPainted(state, window.view->viewport(), window.showsText(window.view->model()->rowCount(), alias),
-                         [&] { return confirmDialog(alias, [&] { window.click("actionAdd_Resource"); }); });
+        // The store keeps the name of the file that it found first.
+        KyVisa::ConfigurationFile& store = KyVisa::ConfigurationFile::getInstance();
+        store.m_fileName = std::to_string(state.range(0)) + ".conf";
+        store.load();
+        mainWindow.emplace();
+        mainWindow->show();
+        view = mainWindow->findChild<QTableView*>();
+        Application::state = &state;
+        if (!QTest::qWaitForWindowExposed(&*mainWindow) || view->model()->rowCount() != state.range(0))
+            state.SkipWithError("the window does not show the file");
+        QTest::qWait(settleTime);
     }
+
+    QModelIndex alias(int row) const { return view->model()->index(row, ConfigurationModel::AliasColumn); }
+
+    QWidget* button(const char* action) const
+    {
+        return mainWindow->findChild<QToolBar*>()->widgetForAction(mainWindow->findChild<QAction*>(action));
+    }
+
+    void click(const char* action) const { QTest::mouseClick(button(action), Qt::LeftButton); }
+
+    void clickRow(int row) const
+    {
+        QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->visualRect(alias(row)).center());
+    }
+
+    /// Starts the clock. The paint that shows this alias in the row, in view, stops it.
+    void startClock(int row, const QString& text) const
+    {
+        Application::startClock(view->viewport(), [=] {
+            return alias(row).data() == text && view->viewport()->rect().intersects(view->visualRect(alias(row)));
+        });
+    }
+
+    /// Opens the composer, types an alias, and starts the clock when OK is pressed.
+    void compose(const char* action, int changedRow) const
+    {
+        QTimer::singleShot(0, [=] {
+            const QString text = newAlias();
+            QWidget* dialog = QApplication::activeModalWidget();
+            dialog->findChild<QLineEdit*>(QStringLiteral("aliasEdit"))->setText(text);
+            QTest::qWait(settleTime);
+            startClock(changedRow, text);
+            dialog->findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok)->click();
+        });
+        click(action);
+    }
+
+    std::optional<gui::MainWindow> mainWindow;
+    QTableView* view = nullptr;
+};
+
+void add(const Window& window)
+{
+    window.compose("actionAdd_Resource", window.view->model()->rowCount());
 }
 
-void editByDialog(benchmark::State& state)
+void edit(const Window& window)
 {
-    const Window window(state.range(0));
+    window.compose("actionEdit", 2);
+}
+
+void editCell(const Window& window)
+{
+    const QString text = newAlias();
+    window.view->edit(window.alias(2));
+    auto* editor = window.view->viewport()->findChild<QLineEdit*>();
+    editor->setText(text);
+    QTest::qWait(settleTime);
+    window.startClock(2, text);
+    QTest::keyClick(editor, Qt::Key_Return);
+}
+
+void remove(const Window& window)
+{
+    window.startClock(2, window.alias(3).data().toString());
+    window.click("actionRemove_resource");
+}
+
+void select(const Window& window)
+{
+    const QItemSelectionModel* selection = window.view->selectionModel();
+    const int row = selection->currentIndex().row() == 2 ? 3 : 2;
+    Application::startClock(window.view->viewport(), [=] { return selection->isRowSelected(row, {}); });
+    window.clickRow(row);
+}
+
+void save(const Window& window)
+{
+    window.view->model()->setData(window.alias(2), newAlias());
+    QTest::qWait(settleTime);
+    QWidget* button = window.button("actionSave");
+    Application::startClock(button, [=] { return !button->isEnabled(); });
+    window.click("actionSave");
+}
+
+void untilPainted(benchmark::State& state, void (*act)(const Window&))
+{
+    const Window window(state);
     window.clickRow(2);
     for ([[maybe_unused]] auto _ : state)
     {
-        const QString alias = nextAlias();
-        timeUntilPainted(state, window.view->viewport(), window.showsText(2, alias),
-                         [&] { return confirmDialog(alias, [&] { window.click("actionEdit"); }); });
+        state.PauseTiming();
+        act(window);
+        if (!QTest::qWaitFor([] { return Application::widget == nullptr; }, 30'000))
+            state.SkipWithError("the change was not painted");
+        QTest::qWait(settleTime);
+        state.ResumeTiming();
     }
 }
 
-void editCell(benchmark::State& state)
+/// Pages through the table while one search follows another. A frame is lost if a page took longer to paint.
+void framesWhileSearching(benchmark::State& state)
 {
-    const Window window(state.range(0));
-    for ([[maybe_unused]] auto _ : state)
-    {
-        const QString alias = nextAlias();
-        window.view->edit(window.cell(2));
-        auto* editor = window.view->viewport()->findChild<QLineEdit*>();
-        editor->setText(alias);
-        Window::settle();
-        timeUntilPainted(state, window.view->viewport(), window.showsText(2, alias), [&] {
-            const Times begin = Times::now();
-            QTest::keyClick(editor, Qt::Key_Return);
-            return begin;
-        });
-    }
-}
-
-void removeRow(benchmark::State& state)
-{
-    const Window window(state.range(0));
-    window.clickRow(2);
-    for ([[maybe_unused]] auto _ : state)
-    {
-        const QString next = window.cell(3).data().toString();
-        timeUntilPainted(state, window.view->viewport(), window.showsText(2, next), [&] {
-            const Times begin = Times::now();
-            window.click("actionRemove_resource");
-            return begin;
-        });
-    }
-}
-
-void selectRow(benchmark::State& state)
-{
-    const Window window(state.range(0));
-    int row = 2;
-    for ([[maybe_unused]] auto _ : state)
-    {
-        row = 5 - row;
-        const auto selected = [&](const QRegion& painted) {
-            return window.view->selectionModel()->isRowSelected(row, {}) &&
-                   painted.intersects(window.view->visualRect(window.cell(row)));
-        };
-        timeUntilPainted(state, window.view->viewport(), selected, [&] {
-            const Times begin = Times::now();
-            window.clickRow(row);
-            return begin;
-        });
-    }
-}
-
-/// From the click to the tool bar button that is grey again.
-void saveClicked(benchmark::State& state)
-{
-    const Window window(state.range(0));
-    for ([[maybe_unused]] auto _ : state)
-    {
-        window.view->model()->setData(window.cell(2), nextAlias());
-        Window::settle();
-        QAction* save = window.action("actionSave");
-        const auto isGrey = [&](const QRegion& /*painted*/) { return !save->isEnabled(); };
-        timeUntilPainted(state, window.button(save), isGrey, [&] {
-            const Times begin = Times::now();
-            window.click("actionSave");
-            return begin;
-        });
-    }
-}
-
-/// What the disk needs for as many bytes: a new file, synced and renamed, and its folder synced.
-void syncedFile(benchmark::State& state)
-{
-    const std::string bytes(std::filesystem::file_size(entries::ownFile(state.range(0))), '#');
-    for ([[maybe_unused]] auto _ : state)
-    {
-        Window::settle();
-        const Times begin = Times::now();
-        const int descriptor = ::open("synced.new", O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-        if (::write(descriptor, bytes.data(), bytes.size()) < 0 || ::fsync(descriptor) != 0 ||
-            ::close(descriptor) != 0 || std::rename("synced.new", "synced") != 0 || !entries::syncFolder())
-            state.SkipWithError("the file was not written");
-        state.SetIterationTime(Times::now().wall - begin.wall);
-    }
-}
-
-/// One page down and its frame. With `searching`, a search follows another in the background all the time.
-void scroll(benchmark::State& state, bool searching)
-{
-    const Window window(state.range(0));
+    const Window window(state);
     std::atomic<bool> stop{false};
-    std::thread searches;
-    if (searching)
-        searches = std::thread([&] {
-            while (!stop)
-                gui::ResourceDialog::updateResourceList();
-        });
+    const auto searches = std::async(std::launch::async, [&] {
+        while (!stop)
+            gui::ResourceDialog::updateResourceList();
+    });
     QScrollBar& bar = *window.view->verticalScrollBar();
     for ([[maybe_unused]] auto _ : state)
     {
-        const Times begin = Times::now();
-        bar.setValue(bar.value() + bar.pageStep() > bar.maximum() ? 0 : bar.value() + bar.pageStep());
+        const auto begin = std::chrono::steady_clock::now();
+        bar.setValue(bar.value() == bar.maximum() ? 0 : bar.value() + bar.pageStep());
         window.view->viewport()->repaint();
-        state.SetIterationTime(Times::now().wall - begin.wall);
+        state.counters["lost"] += std::chrono::steady_clock::now() - begin > std::chrono::microseconds(16'667) ? 1 : 0;
     }
     stop = true;
-    if (searches.joinable())
-        searches.join();
 }
 
-void setUp(benchmark::internal::Benchmark* benchmark)
+void find(benchmark::State& state)
 {
-    benchmark->UseManualTime()->Unit(benchmark::kMillisecond);
+    for ([[maybe_unused]] auto _ : state)
+        gui::ResourceDialog::updateResourceList();
 }
 
-void atRowCounts(benchmark::internal::Benchmark* benchmark)
+/// The peer of find(): enumerates the same kinds of devices once and opens each.
+void enumerateDevices(benchmark::State& state)
 {
-    setUp(benchmark);
-    benchmark->Iterations(3)->Arg(entries::mainCount() / 250)->Arg(entries::mainCount() * 2 / 5);
+    for ([[maybe_unused]] auto _ : state)
+    {
+        udev* context = udev_new();
+        udev_enumerate* enumeration = udev_enumerate_new(context);
+        udev_enumerate_add_match_subsystem(enumeration, "tty");
+        udev_enumerate_add_match_subsystem(enumeration, "usb");
+        udev_enumerate_scan_devices(enumeration);
+        udev_list_entry* entry = nullptr;
+        udev_list_entry_foreach(entry, udev_enumerate_get_list_entry(enumeration))
+            udev_device_unref(udev_device_new_from_syspath(context, udev_list_entry_get_name(entry)));
+        udev_enumerate_unref(enumeration);
+        udev_unref(context);
+    }
 }
 
-void atSavedCounts(benchmark::internal::Benchmark* benchmark)
+void atCounts(benchmark::internal::Benchmark* benchmark)
 {
-    setUp(benchmark);
-    benchmark->Iterations(3)->Arg(10)->Arg(1000);
-}
-
-void atFrames(benchmark::internal::Benchmark* benchmark)
-{
-    setUp(benchmark);
-    benchmark->Iterations(60)->Arg(1000);
+    benchmark->Arg(10)->Arg(1'000)->Arg(10'000)->Iterations(3)->MeasureProcessCPUTime()->Unit(benchmark::kMillisecond);
 }
 
 } // namespace
 
-BENCHMARK(addByDialog)->Apply(atRowCounts);
-BENCHMARK(editByDialog)->Apply(atRowCounts);
-BENCHMARK(editCell)->Apply(atRowCounts);
-BENCHMARK(removeRow)->Apply(atRowCounts);
-BENCHMARK(selectRow)->Apply(atRowCounts);
-BENCHMARK(saveClicked)->Apply(atSavedCounts);
-BENCHMARK(syncedFile)->Apply(atSavedCounts);
-BENCHMARK_CAPTURE(scroll, alone, false)->Apply(atFrames);
-BENCHMARK_CAPTURE(scroll, searching, true)->Apply(atFrames);
+BENCHMARK_CAPTURE(untilPainted, add, add)->Apply(atCounts);
+BENCHMARK_CAPTURE(untilPainted, edit, edit)->Apply(atCounts);
+BENCHMARK_CAPTURE(untilPainted, editCell, editCell)->Apply(atCounts);
+BENCHMARK_CAPTURE(untilPainted, remove, remove)->Apply(atCounts);
+BENCHMARK_CAPTURE(untilPainted, select, select)->Apply(atCounts);
+BENCHMARK_CAPTURE(untilPainted, save, save)->Apply(atCounts);
+BENCHMARK(framesWhileSearching)->Arg(10'000)->Iterations(100);
+BENCHMARK(find)->MeasureProcessCPUTime();
+BENCHMARK(enumerateDevices)->MeasureProcessCPUTime();
 
 int main(int argc, char** argv)
 {
-    QCoreApplication::setOrganizationName(QStringLiteral("Kyvane&Yollet"));
-    QCoreApplication::setApplicationName(QStringLiteral("KyVisaConfigure"));
+    // As the program does it.
     QCoreApplication::setAttribute(Qt::AA_ForceRasterWidgets);
     benchmark::Initialize(&argc, argv);
     const Application application(argc, argv);
     benchmark::RunSpecifiedBenchmarks();
-    return 0;
 }
