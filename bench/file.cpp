@@ -47,7 +47,7 @@ void measure(benchmark::State& state, Prepare prepare, Work work)
         prepare();
         state.ResumeTiming();
         if (!work())
-            state.SkipWithError("the work was not done");
+            return state.SkipWithError("the work was not done");
     }
 }
 
@@ -135,7 +135,7 @@ void keyFileSave(benchmark::State& state)
         const int folder = ::open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
         if (g_file_set_contents_full("saved.ini", text.get(), -1, synced, 0600, nullptr) == FALSE ||
             ::fsync(folder) != 0 || ::close(folder) != 0)
-            state.SkipWithError("the work was not done");
+            return state.SkipWithError("the work was not done");
     }
 }
 

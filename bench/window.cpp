@@ -170,7 +170,7 @@ void untilPainted(benchmark::State& state, void (*act)(const Window&))
         state.PauseTiming();
         act(window);
         if (!QTest::qWaitFor([] { return Application::widget == nullptr; }, 30'000))
-            state.SkipWithError("the change was not painted");
+            return state.SkipWithError("the change was not painted");
         QTest::qWait(settleTime);
         state.ResumeTiming();
     }
