@@ -139,7 +139,7 @@ constexpr std::array<Kind, 5> kinds = {{
 std::optional<ParsedResource> parseResourceName(const std::string& name)
 {
     static const auto& devicePath = *new const re2::RE2("/[!-~]+");
-    Fields fields = split(name);
+    Fields fields = name.size() < VI_FIND_BUFLEN ? split(name) : Fields(1); // a longer name is none
     const std::string first = fields.front();
     fields.erase(fields.begin());
     std::string resourceClass = "INSTR";
