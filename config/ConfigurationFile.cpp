@@ -19,7 +19,7 @@ namespace KyVisa
 namespace
 {
 
-constexpr std::size_t workingDirectoryLength = 1024;
+constexpr std::size_t workingDirectoryLength = 1024; // see "Kept as it is" in docs/source.md
 constexpr mode_t ownerOnly = 0700;
 
 bool isRegularFile(const std::string& path)
@@ -44,7 +44,7 @@ std::time_t modificationTime(const std::string& path)
 /// Makes every folder of a path. Returns whether the last one exists afterwards.
 bool createDirectoriesFor(const std::string& path)
 {
-    constexpr const char* separators = "/\\"; // on purpose both, although '\\' may be part of a name here
+    constexpr const char* separators = "/\\"; // '\\' too: see "Kept as it is" in docs/source.md
     std::size_t last = std::string::npos;
     for (std::size_t at = path.find_first_of(separators, 1); at != std::string::npos;
          at = path.find_first_of(separators, at + 1))

@@ -21,7 +21,7 @@ namespace KyVisa
 class ConfigurationFile
 {
 public:
-    static constexpr std::size_t BUFLEN = 256; ///< not used here; clients may use it
+    static constexpr std::size_t BUFLEN = 256; ///< unused: see "Kept as it is" in docs/source.md
 
     /// Returns the store. Loads the file again when its modification time differs from the last load's. Throws
     /// std::system_error when the lock fails.

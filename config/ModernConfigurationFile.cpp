@@ -170,7 +170,7 @@ void ModernConfigurationFile::parse(AliasMap& aliases, std::vector<std::string>&
 void ModernConfigurationFile::readLine(const std::string& line)
 {
     const std::size_t separator = line.find('=');
-    // A provider counts anywhere in a line, also in a comment or an alias.
+    // Anywhere, also in a comment or an alias: see "Kept as it is" in docs/source.md.
     if (const std::size_t key = line.find(providerKey); key != std::string::npos)
         m_provider = static_cast<ProviderId>(std::stoi(line.substr(key + providerKey.size())));
     else if (line.empty() || line.front() == ':' || line.front() == '#')

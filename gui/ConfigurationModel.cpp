@@ -94,7 +94,7 @@ bool ConfigurationModel::setData(const QModelIndex& index, const QVariant& value
         setDirty(m_bDirty || text != cell);
         cell = text;
     }
-    // No dataChanged: the view repaints the cell that it edited, MainWindow repaints the others.
+    // No dataChanged: see "Kept as it is" in docs/source.md.
     emit editCompleted(text);
     return true;
 }
@@ -104,7 +104,7 @@ bool ConfigurationModel::removeRows(int row, int count, const QModelIndex& paren
     if (row + count > rowCount())
         return false;
 
-    // One row too many is announced; MainWindow corrects the selection.
+    // One row too many: see "Kept as it is" in docs/source.md.
     beginRemoveRows(parent, row, row + count);
     const auto first = m_entries.begin() + row;
     m_entries.erase(first, first + count);
@@ -116,7 +116,7 @@ bool ConfigurationModel::removeRows(int row, int count, const QModelIndex& paren
 
 void ConfigurationModel::refresh()
 {
-    // The range ends one past the last row and column.
+    // One past the last row and column: see "Kept as it is" in docs/source.md.
     emit dataChanged(createIndex(0, 0), createIndex(rowCount(), columnCount()));
     emit headerDataChanged(Qt::Vertical, 0, rowCount());
 }
@@ -131,7 +131,7 @@ void ConfigurationModel::setDirty(bool bDirty)
 
 void ConfigurationModel::add(const QString& resource, const QString& alias)
 {
-    // refresh() announces the row, not begin/endInsertRows().
+    // No beginInsertRows(): see "Kept as it is" in docs/source.md.
     m_entries.emplace_back(resource, alias);
     setDirty(true);
     refresh();
@@ -219,5 +219,6 @@ void ConfigurationModel::save()
     store.setProvider(m_provider);
     store.save();
     m_fileName = QFile::decodeName(store.fileToSave().c_str());
+    // Also after a failure: see "Kept as it is" in docs/source.md.
     setDirty(false);
 }

@@ -25,7 +25,7 @@ namespace gui
 namespace
 {
 
-/// Identifies the KyVisa implementation. Nothing reads it.
+/// Identifies the KyVisa implementation. Nothing reads it: see "Kept as it is" in docs/source.md.
 // NOLINTNEXTLINE(cert-err58-cpp): only a lack of memory throws here, and nothing can handle it.
 [[maybe_unused]] const std::string s_sKyVisaGuid = "7A1E4C20-5B3D-4F6A-9C81-2E0D7B64A913";
 
@@ -91,7 +91,7 @@ PropertyDialog::~PropertyDialog()
 void PropertyDialog::setupUi()
 {
     setWindowFlag(Qt::WindowContextHelpButtonHint, false);
-    // On purpose before two tabs are removed: the stored index counts four tabs here.
+    // Before the tabs are removed: see "Kept as it is" in docs/source.md.
     restoreWindowSettings();
     redrawtree();
     for (QWidget* page : {ui->tabConfMang, ui->tabGpibProperties})

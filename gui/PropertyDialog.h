@@ -46,15 +46,15 @@ public slots:
     void removeDevice();
     /// Shows the context menu at a position in the tree's viewport.
     void treePopupMenu(QPoint pos);
-    /// Does nothing: a placeholder.
+    /// Does nothing: see "Kept as it is" in docs/source.md.
     void setVisaComboboxIndex(int index);
-    /// Does nothing: a placeholder.
+    /// As setVisaComboboxIndex().
     void VisaCheckBoxStateChanged(bool);
     /// Writes the copies to the model and closes the dialog.
     void accept() override;
     /// Stores the shown port's settings and shows those of another item; -1 shows none.
     void serialInterfaceChanged(int iIndex);
-    /// Does nothing: its button is hidden.
+    /// As setVisaComboboxIndex().
     void setDefaultOs();
     /// Shows the default settings.
     void setDefaultKy();

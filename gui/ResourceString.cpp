@@ -14,7 +14,7 @@ const QLatin1String instrument("::INSTR");
 
 QString hiSlipPort(const QString& port)
 {
-    // 4880 is HiSLIP's default port, so it is omitted. The text is compared as typed, blanks included.
+    // 4880 is HiSLIP's default port. Blanks stay: see "Kept as it is" in docs/source.md.
     return port.isEmpty() || port == QLatin1String("4880") ? QString() : QLatin1Char(',') + port;
 }
 

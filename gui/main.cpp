@@ -7,7 +7,7 @@
 
 int main(int argc, char** argv)
 {
-    // The second registration of the icons; the first happens at load time.
+    // For the second time: see "Kept as it is" in docs/source.md.
     Q_INIT_RESOURCE(resource);
     QCoreApplication::setOrganizationName(QStringLiteral("Kyvane&Yollet"));
     QCoreApplication::setOrganizationDomain(QStringLiteral("kyvane-yollet.com"));
