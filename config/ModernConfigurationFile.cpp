@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <filesystem>
 #include <fstream>
 #include <limits>
 #include <unordered_set>
@@ -154,6 +155,7 @@ void ModernConfigurationFile::parse(AliasMap& aliases, std::vector<std::string>&
     m_serialProperties.clear();
     try
     {
+        m_aliases.reserve(std::filesystem::file_size(m_fileName) / lineLength);
         std::ifstream file(m_fileName, std::ios::binary);
         for (std::string line; std::getline(file, line);)
             readLine(line);

@@ -9,7 +9,7 @@ build_packages=(g++ cmake ninja-build pkg-config qtbase5-dev libudev-dev libre2-
 run_packages=(qtwayland5 fonts-dejavu-core)
 # What shows the window where there is no display.
 display_packages=(tigervnc-standalone-server tigervnc-tools xauth matchbox-window-manager)
-test_packages=(libgtest-dev libgmock-dev umockdev xvfb xauth xdotool openbox python3-pyvisa-py
+test_packages=(libgtest-dev libgmock-dev acl umockdev xvfb xauth xdotool openbox python3-pyvisa-py
     libavahi-core7 libdaemon0 dbus-daemon iproute2)
 bench_packages=(libbenchmark-dev libglib2.0-dev xvfb xauth python3)
 check_packages=(clang clang-tidy clang-format libclang-rt-14-dev shellcheck desktop-file-utils appstream

@@ -12,6 +12,7 @@
 
 #include <sys/stat.h>
 
+namespace fs = std::filesystem;
 using KyVisa::ConfigurationFile;
 using KyVisa::ModernConfigurationFile;
 using ::testing::ElementsAre;
@@ -20,7 +21,6 @@ namespace
 {
 
 const std::string version = ":KyVisaConfigurationFileVersion01";
-const std::string longText(100000, 'x');
 
 /// Entry `index` of the store.
 std::string at(std::size_t index)
@@ -32,23 +32,20 @@ std::string at(std::size_t index)
 
 } // namespace
 
-// The text of a file, and what it yields: the provider, the resources, and the aliases in their order.
-TABLE(File, IsReadByLines, Row{"Later", ":KyVisaConfigurationFileVersion02\nR", "not ours"},
-      Row{"Marked", "\xef\xbb\xbf" + version, "not ours"}, Row{"Version", version, "3996"},
-      Row{"Returns", version + "\r\nR", "3996 R"}, Row{"Resources", version + "\nR1\n\nR2\nR1\n R", "3996 R1 R2 R1  R"},
-      Row{"Aliases", version + "\nscope = X=y\n=Z\n\xe4z=\xe4", "3996 =Z SCOPE = X=y \xe4Z=\xe4"},
-      Row{"AliasTwice", version + "\nscope=A\nSCOPE=B", "3996 SCOPE=B"},
-      Row{"Letters", version + "\n@az[`{=a", "3996 @AZ[`{=a"},
-      Row{"Skipped", version + "\n:SerialProperty[DeviceNo=1].Baudrate=1\n#no\n:no=1\nyes\r", "3996 yes\r"},
-      Row{"LongLine", version + "\n" + longText, "3996 " + longText},
-      Row{"Provider", version + "\n:Provider=4086\nA=X", "4086 A=X"},
-      Row{"InAComment", version + "\n#:Provider=12", "12"}, Row{"InAnAlias", version + "\na=:Provider= +13x", "13"},
-      Row{"TooLarge", version + "\n:Provider=70000", "4464"}, Row{"LeadingZero", version + "\n:Provider=010", "10"},
-      Row{"Negative", version + "\n:Provider=7\n:Provider=-1", "65535"},
-      Row{"NoNumber", version + "\nA=1\n:Provider=abc\nB=2", "3996 A=1"},
-      Row{"MuchTooLarge", version + "\n:Provider=7\n:Provider=99999999999\nB=2", "7"})
+// What a file contains after the version, and what it yields: the provider, the resources, the aliases in their order.
+TABLE(File, IsReadByLines, Row{"Returns", "\r\nR", "3996 R"},
+      Row{"Resources", "\nR1\n\nR2\nR1\n R", "3996 R1 R2 R1  R"},
+      Row{"Aliases", "\nscope = X=y\n=Z\n\xe4z=\xe4", "3996 =Z SCOPE = X=y \xe4Z=\xe4"},
+      Row{"AliasTwice", "\nscope=A\nSCOPE=B", "3996 SCOPE=B"}, Row{"Letters", "\n@az[`{=a", "3996 @AZ[`{=a"},
+      Row{"Skipped", "\n:SerialProperty[DeviceNo=1].Baudrate=1\n#no\n:no=1\nyes\r", "3996 yes\r"},
+      Row{"Provider", "\n:Provider=4086\nA=X", "4086 A=X"}, Row{"InAComment", "\n#:Provider=12", "12"},
+      Row{"InAnAlias", "\na=:Provider= +13x", "13"}, Row{"TooLarge", "\n:Provider=70000", "4464"},
+      Row{"LeadingZero", "\n:Provider=010", "10"}, Row{"Negative", "\n:Provider=7\n:Provider=-1", "65535"},
+      Row{"NoNumber", "\nA=1\n:Provider=abc\nB=2", "3996 A=1"},
+      Row{"MuchTooLarge", "\n:Provider=7\n:Provider=99999999999\nB=2", "7"})
 {
-    writeFile("visa.conf", GetParam().text);
+    writeFile("visa.conf", version + GetParam().text);
+    EXPECT_TRUE(ModernConfigurationFile::isParseAble("visa.conf"));
     ModernConfigurationFile file("visa.conf");
     KyVisa::AliasMap aliases;
     std::vector<std::string> resources;
@@ -60,7 +57,16 @@ TABLE(File, IsReadByLines, Row{"Later", ":KyVisaConfigurationFileVersion02\nR", 
         result += " " + resource;
     for (const auto& [alias, resource] : std::map(aliases.begin(), aliases.end()))
         result += " " + alias + "=" + resource;
-    EXPECT_EQ(ModernConfigurationFile::isParseAble("visa.conf") ? result : "not ours", GetParam().expected);
+    EXPECT_EQ(result, GetParam().expected);
+}
+
+TEST(FileOfAnotherFormat, IsNotParseable)
+{
+    for (const std::string& text : {std::string(), "\xef\xbb\xbf" + version, version.substr(0, 32) + "2"})
+    {
+        writeFile("visa.conf", text);
+        EXPECT_FALSE(ModernConfigurationFile::isParseAble("visa.conf")) << text;
+    }
 }
 
 TEST(Service, HandsOutEveryAliasOnceWhateverTheOrderOfAsking)
@@ -88,7 +94,7 @@ TEST(Service, ReloadsAfterASaveAndOnlyThenKnowsLowerCaseAliases)
     EXPECT_FALSE(store.replaceAlias(name));
     ::umask(022);
     store.save();
-    EXPECT_EQ(std::filesystem::status(perUserFile()).permissions(), std::filesystem::perms(0644));
+    EXPECT_EQ(fs::status(perUserFile()).permissions(), fs::perms(0644));
     EXPECT_TRUE(ConfigurationFile::getInstance().replaceAlias(name));
     EXPECT_EQ(name, "USB0::a");
     EXPECT_EQ(store.m_aliases, (KyVisa::AliasMap{{"SCOPE", "USB0::a"}, {"TWICE", "Z"}}));
@@ -113,14 +119,14 @@ TEST(Service, LoadsWhatAnotherProgramHasWritten)
 
     // A file of before, restored.
     writeConfiguration(":Provider=10\nA=R\n");
-    const auto now = std::filesystem::last_write_time(perUserFile());
-    std::filesystem::last_write_time(perUserFile(), now - std::chrono::hours(48));
+    const auto now = fs::last_write_time(perUserFile());
+    fs::last_write_time(perUserFile(), now - std::chrono::hours(48));
     EXPECT_EQ(provider(), 10);
 
     // What is no such file changes nothing, and is not waited for.
     writeFile(perUserFile(), "no longer ours");
     EXPECT_EQ(provider(), 10);
-    std::filesystem::remove(perUserFile());
+    fs::remove(perUserFile());
     ASSERT_EQ(::mkfifo(perUserFile().c_str(), 0600), 0);
     EXPECT_EQ(provider(), 10);
     EXPECT_EQ(store.m_aliases.size(), 1U);
@@ -129,16 +135,16 @@ TEST(Service, LoadsWhatAnotherProgramHasWritten)
 TEST(Search, TriesTheEnvironmentTheWorkingDirectoryAndTheHome)
 {
     const auto search = ConfigurationFile::searchConfigFile;
-    const std::filesystem::path own = perUserFile();
+    const fs::path own = perUserFile();
     EXPECT_EQ(search(false), "");
     EXPECT_EQ(ConfigurationFile::getInstance().fileToSave(), own);
-    EXPECT_FALSE(std::filesystem::exists(own.parent_path()));
+    EXPECT_FALSE(fs::exists(own.parent_path()));
     EXPECT_EQ(search(true), own);
-    EXPECT_EQ(std::filesystem::status(own.parent_path()).permissions(), std::filesystem::perms::owner_all);
+    EXPECT_EQ(fs::status(own.parent_path()).permissions(), fs::perms::owner_all);
 
     writeFile(own, "");
     EXPECT_EQ(search(false), own);
-    const std::string local = std::filesystem::absolute("visa.conf");
+    const std::string local = fs::absolute("visa.conf");
     writeFile(local, "");
     EXPECT_EQ(search(false), local);
     ::setenv("KYVISACONFFILE", "/", 1);
@@ -147,7 +153,7 @@ TEST(Search, TriesTheEnvironmentTheWorkingDirectoryAndTheHome)
     EXPECT_EQ(search(false), own);
 
     ::unsetenv("KYVISACONFFILE");
-    std::filesystem::remove(local);
+    fs::remove(local);
     ::unsetenv("HOME");
     EXPECT_EQ(search(true), "");
 }
