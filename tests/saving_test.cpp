@@ -184,6 +184,7 @@ bool disturb(const OldFile& old, long call, const std::function<void(long)>& sav
     // No copy changes later.
     EXPECT_THAT(textsOf("visa.conf"), ::testing::IsSupersetOf(texts.begin() + 1, texts.end()));
     EXPECT_EQ(readFile(old.place == "linked" ? "visa.conf.link" : "visa.conf"), replaced);
+    EXPECT_EQ(fs::hard_link_count("visa.conf"), old.place == "linked" ? 2 : 1);
     // Without a lock, nobody can tell a name that is left over.
     for (const fs::path& path : fs::directory_iterator("."))
         EXPECT_TRUE(unknown != 0 || path.filename().native().find("visa.conf") == 0) << path;
@@ -322,11 +323,13 @@ TEST(Saving, KeepsWhoMayUseTheFile)
         EXPECT_EQ(shell("getfacl -n visa.conf.~1~ | sed 1d"), before) << change;
     }
 
-    // A user without the group permits it nothing.
+    // The copy of a user's own file is a link, which needs no room. A user without the group permits it nothing.
     prepare("old");
+    const std::string inode = shell("stat -c %i visa.conf");
     become(ordinary);
     replaceBy("new");
     become(0);
+    EXPECT_EQ(shell("stat -c %i visa.conf.~1~"), inode);
     EXPECT_EQ(shell("stat -c %a visa.conf"), ::getuid() == 0 ? "604\n" : "644\n");
 }
 
