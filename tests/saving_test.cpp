@@ -22,7 +22,6 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <sys/xattr.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -85,13 +84,8 @@ long intercept(const std::string& name, Call& real, long a, long b, long c, long
 
 WRAPPED_CALLS
 
-// Version 2; owner rw, user 1 r, group none, mask r, others r.
-const std::string accessList("\2\0\0\0\1\0\6\0\377\377\377\377\2\0\4\0\1\0\0\0\4\0\0\0\377\377\377\377"
-                             "\20\0\4\0\377\377\377\377\40\0\4\0\377\377\377\377",
-                             44);
-
 /// Makes a folder with one file. Only root may have files of others, so where it can, an ordinary user owns file,
-/// folder and home. A file with a comment has an access list.
+/// folder and home.
 void prepare(const std::string& text)
 {
     ::umask(022);
@@ -102,8 +96,6 @@ void prepare(const std::string& text)
     fs::remove_all(perUserFile().parent_path());
     writeFile("visa.conf", text);
     fs::last_write_time("visa.conf", fs::file_time_type());
-    if (unknown == 0 && text.find('#') != std::string::npos)
-        ::setxattr("visa.conf", "system.posix_acl_access", accessList.data(), accessList.size(), 0);
     for (const char* path : {".", "../home", "visa.conf"})
         EXPECT_TRUE(::geteuid() != 0 || ::chown(path, ordinary, ofOthers) == 0);
 }
