@@ -28,7 +28,7 @@ bool isRegularFile(const std::string& path)
     return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
-/// Returns $HOME/.kyvane-yollet/visa.conf, or an empty string without a home.
+/// Returns $HOME/.kyvane-yollet/visa.conf, or an empty string if HOME is not set.
 std::string perUserFile()
 {
     const char* home = std::getenv("HOME");
@@ -138,7 +138,7 @@ void ConfigurationFile::save()
     if (m_fileName == own)
         createDirectoriesFor(own);
 
-    // Not by a ModernConfigurationFile of its own: copying many aliases to it takes longer than the save.
+    // Use no ModernConfigurationFile here: copying many aliases into it takes longer than the save.
     std::string text = ModernConfigurationFile::text(m_provider, m_serialProperties, m_resources, m_aliases);
     if (ModernConfigurationFile::replace(m_fileName, text, m_shown, own.substr(0, own.rfind('/'))))
         m_shown = std::move(text);

@@ -13,8 +13,8 @@
 namespace KyVisa
 {
 
-/// The contents of visa.conf, once in a process: finds the file, loads it, notices a change, answers look-ups and
-/// saves.
+/// The contents of visa.conf, one object per process. Finds the file, loads it again after a change, looks up names,
+/// and saves.
 ///
 /// getInstance(), save(), setProvider() and rememberLoaded() take the store's mutex. Everything else takes no lock and
 /// is for one thread at a time, also the data members. They are public because clients read and fill them.
@@ -28,23 +28,24 @@ public:
     [[nodiscard]] static ConfigurationFile& getInstance();
     /// As getInstance(), for a caller that holds the store's mutex.
     [[nodiscard]] static ConfigurationFile& getInstanceUnsafe();
-    /// Lock it around getInstanceUnsafe() and what follows, if other threads use the store.
+    /// If other threads use the store, hold it from getInstanceUnsafe() to the last use of the result.
     [[nodiscard]] static std::mutex& getMutex();
 
     /// Returns the first regular file of $KYVISACONFFILE, ./visa.conf and $HOME/.kyvane-yollet/visa.conf, or an empty
     /// string. With `create`, makes the folder of the last one and returns it although it does not exist.
     [[nodiscard]] static std::string searchConfigFile(bool create);
 
-    /// Returns the path that save() writes to. The file may not exist, and no folder is made. Empty if there is neither
-    /// a file nor a home.
+    /// Returns the path that save() writes to, or an empty string if there is no file and HOME is not set. The file
+    /// need not exist. Makes no folder.
     [[nodiscard]] std::string fileToSave() const;
 
-    /// Searches the file if none is known, and loads it. A missing file, or one of another format, changes no entry.
+    /// Loads the file; first searches for it if none is known. A missing file, or one of another format, changes no
+    /// entry.
     void load();
 
-    /// Writes everything to the file, and creates it where there is none. Reports no failure. The next getInstance()
-    /// loads what was written, unless the last load was within the same second. Keeps a copy of lines that are neither
-    /// saved nor known to the user, see ModernConfigurationFile::replace().
+    /// Writes everything to the file, and creates it if there is none. Reports no failure. The next getInstance() loads
+    /// what was written, unless the last load was within the same second. Keeps a copy of a file with lines that are
+    /// neither saved nor known to the user, see ModernConfigurationFile::replace().
     void save();
 
     /// Call this after showing the loaded entries. Entries that were never shown are kept in a copy when save() drops
@@ -55,12 +56,12 @@ public:
     [[nodiscard]] std::string lookupAlias(const std::string& resource) const;
 
     /// Replaces an alias, in any letter case, by its resource string. Returns false and changes nothing if it is
-    /// unknown. Keys must be upper case: another alias from setData() is found only after a save and a load.
+    /// unknown. Finds upper-case keys only: after setData() with other keys, save and load first.
     bool replaceAlias(std::string& name) const;
 
     /// Returns entry `index`: first the resources without alias, then the aliases in the map's order. Past the end,
-    /// both texts are empty. In ascending order, each call takes constant time. Whoever changes m_aliases directly
-    /// begins again at index 0.
+    /// both texts are empty. In ascending order, each call takes constant time. After a direct change of
+    /// m_aliases, begin again at index 0.
     [[nodiscard]] std::string getResource(std::size_t index, std::string& alias) const;
 
     /// Returns every resource string once, sorted by bytes.
@@ -71,8 +72,8 @@ public:
 
     void setProvider(ProviderId id);
 
-    /// Returns false and leaves `out` before the first successful load. Later `out` becomes the default record, because
-    /// the file format reads no properties.
+    /// Before the first successful load, returns false and leaves `out` unchanged. Later `out` becomes the default
+    /// record, because the format reads no properties.
     bool getGpibProperties(std::uint16_t deviceNo, SGpibProperties& out) const;
     /// As getGpibProperties(). Does not use m_serialProperties.
     bool getSerialProperties(std::uint16_t deviceNo, SSerialProperties& out) const;
@@ -88,8 +89,8 @@ public:
 private:
     ConfigurationFile();
 
-    /// The alias that getResource() returned last, and its place. A name, because an iterator does not outlive every
-    /// change of the map.
+    /// The alias that getResource() returned last, and its position. No iterator, because a change of the map can make
+    /// it invalid.
     struct Cursor
     {
         std::size_t position;
@@ -97,11 +98,11 @@ private:
         std::string alias;
     };
 
-    /// `position` must be below the number of aliases.
+    /// `position` must be less than the number of aliases.
     [[nodiscard]] AliasMap::const_iterator aliasAt(std::size_t position) const;
 
     mutable std::optional<Cursor> m_cursor;
-    std::string m_shown; ///< the entries that the user has seen or save() has written last, as a file's text
+    std::string m_shown; ///< the entries that were last shown or saved, as the text of a file
 };
 
 } // namespace KyVisa

@@ -17,7 +17,7 @@ using ProviderId = std::uint16_t;
 
 constexpr ProviderId defaultProvider = 3996;
 
-/// Alias to resource string. The iteration order is unspecified, and it is the order of the saved file.
+/// Alias to resource string. A save writes the aliases in the map's order, which is unspecified.
 using AliasMap = std::unordered_map<std::string, std::string>;
 
 /// (resource string, alias). An empty alias marks a resource that has none.
@@ -32,7 +32,7 @@ struct SGpibProperties
 };
 
 /// Properties of one serial port. The key in SerialPropertiesMap is the ASRL number.
-/// The last three are codes of the serial-properties editor. The store does not check them.
+/// The last three are codes of the properties dialog. The store does not check them.
 struct SSerialProperties
 {
     std::uint32_t baudRate = 9600; ///< bits per second
@@ -57,7 +57,7 @@ using SerialPropertiesMap = std::map<std::uint16_t, SSerialProperties>;
            left.parity == right.parity && left.flowControl == right.flowControl;
 }
 
-// std::map compares in the same way; these two are kept for clients.
+// They equal std::map's own operators, and stay because clients may name them.
 [[nodiscard]] inline bool operator==(const GpibPropertiesMap& left, const GpibPropertiesMap& right)
 {
     return std::operator==(left, right);

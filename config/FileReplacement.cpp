@@ -39,7 +39,7 @@ Result checked(Result result)
     return result;
 }
 
-/// As checked(), but what a file system does not know, or does not have, is no error.
+/// As checked(), but it is no error if the file system lacks the feature or the file the attribute.
 template <typename Result>
 Result checkedIfKnown(Result result)
 {
@@ -47,7 +47,7 @@ Result checkedIfKnown(Result result)
     return result < 0 && isUnknown ? result : checked(result);
 }
 
-/// Owns a file descriptor. If it is negative, every system call that uses it fails.
+/// Owns a file descriptor. It may be negative; system calls that use it then fail.
 struct Descriptor
 {
     explicit Descriptor(int opened) : number(opened) {}
@@ -60,7 +60,7 @@ struct Descriptor
     const int number;
 };
 
-/// A name that this save has made, or an empty one. The destructor removes it unless it is kept.
+/// The path of a file that this save has made, or an empty one. The destructor removes the file unless it is kept.
 struct MadeName
 {
     explicit MadeName(std::string made) : path(std::move(made)) {}
@@ -80,13 +80,13 @@ struct MadeName
 /// Returns where a chain of symbolic links ends. That file need not exist.
 std::filesystem::path linkTarget(std::filesystem::path path)
 {
-    static_cast<void>(std::filesystem::status(path)); // throws if the links go round in a circle
+    static_cast<void>(std::filesystem::status(path)); // throws if the links form a loop
     while (std::filesystem::is_symlink(path))
         path = path.parent_path() / std::filesystem::read_symlink(path);
     return path;
 }
 
-/// Returns the status of a name, of a symbolic link its own, or nothing if there is no such name.
+/// Returns the status of a path, or nothing if it does not exist. Does not follow a symbolic link.
 std::optional<struct stat> statusOf(const std::string& path)
 {
     struct stat status = {};
@@ -97,8 +97,8 @@ std::optional<struct stat> statusOf(const std::string& path)
     return status;
 }
 
-/// Makes the bytes the contents of a file, and writes it to the disk. Without that, a power failure after a rename
-/// could leave the file empty.
+/// Replaces the contents of a file and syncs it. Without the sync, a power failure after a rename could leave the file
+/// empty.
 void writeAll(int descriptor, std::string_view bytes)
 {
     off_t position = 0;
@@ -126,7 +126,7 @@ struct OldFile
 
     static int open(const std::string& path)
     {
-        // Opening a device may have an effect, so look first. O_NONBLOCK: the name may become a pipe after the look.
+        // Opening a device can have an effect, so check first. O_NONBLOCK, because a pipe may replace the file later.
         const auto status = statusOf(path);
         if (!status || !S_ISREG(status->st_mode))
             throw std::system_error(EINVAL, std::generic_category());
@@ -138,7 +138,7 @@ struct OldFile
         return other.st_dev == status.st_dev && other.st_ino == status.st_ino;
     }
 
-    /// Returns whether the path still names this file, and nobody has written into it or changed who may use it.
+    /// Returns whether the path still names this file, with the size, time, mode, owner and group that were read.
     [[nodiscard]] bool isStillAt(const std::string& path) const
     {
         const auto now = statusOf(path);
@@ -152,20 +152,20 @@ struct OldFile
     std::string bytes;
 };
 
-/// Makes a new file as accessible as the old one. If the group cannot be kept, drops the group's permissions and the
-/// access control list.
+/// Gives a new file the owner, group, mode and access control list of the old one, as far as permitted. If the group
+/// cannot be kept, drops the group's permissions and the list.
 void takeAccess(int descriptor, const OldFile& old)
 {
     std::string list(XATTR_SIZE_MAX, '\0');
     const ssize_t length = checkedIfKnown(::fgetxattr(old.descriptor.number, accessListName, list.data(), list.size()));
-    // Only root may change the owner. A user may still choose among the own groups.
+    // Only root may change the owner. Any user may choose one of the user's own groups.
     const bool isGroupKept = ::fchown(descriptor, old.status.st_uid, old.status.st_gid) == 0 ||
                              ::fchown(descriptor, static_cast<uid_t>(-1), old.status.st_gid) == 0;
     const bool hasList = isGroupKept && length > 0;
-    // The folder's default list may have set one.
+    // The new file may have a list from the folder's default.
     if (!hasList)
         checkedIfKnown(::fremovexattr(descriptor, accessListName));
-    // With a list, the group's bits of the mode are its mask. Without the list they would open the file to the group.
+    // With a list, the group bits of the mode are the list's mask. Without it they would give the group access.
     checked(::fchmod(descriptor, old.status.st_mode & (isGroupKept && !hasList ? 07777U : 07707U)));
     if (hasList)
         checkedIfKnown(::fsetxattr(descriptor, accessListName, list.data(), static_cast<std::size_t>(length), 0));
@@ -178,12 +178,12 @@ struct NewFile
     MadeName name;
 };
 
-/// A folder, locked against other saves. If it is not readable, has no locks, or stays locked, the save goes on without
-/// the lock.
+/// A folder, locked against other saves. The save goes on without the lock if the folder is not readable, has no locks,
+/// or stays locked.
 class Folder
 {
 public:
-    /// Removes what a killed save has left: regular files of this user, and for root, of the owner of the file to save.
+    /// Removes the temporary files of a killed save, if they belong to this user or, for root, to the file's owner.
     Folder(const std::string& folder, const std::optional<struct stat>& file)
         : m_path(folder.empty() ? "." : folder),
           m_descriptor(::open(m_path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
@@ -206,8 +206,7 @@ public:
 
     [[nodiscard]] std::string operator/(const std::string& name) const { return m_path + "/" + name; }
 
-    /// Creates an empty file under a temporary name that is free. A save without the lock does not use those names that
-    /// another save removes.
+    /// Creates an empty file under a free temporary name. Without the lock, skips the names that another save removes.
     [[nodiscard]] NewFile create(mode_t mode) const
     {
         for (int number = m_isLocked ? 1 : lockedNames + 1;; ++number)
@@ -219,7 +218,7 @@ public:
         }
     }
 
-    /// Writes the names to the disk. Ignores a failure, because the files are in their places.
+    /// Writes the names to the disk. Ignores a failure, because the files already have their names.
     void sync() const { ::fsync(m_descriptor.number); }
 
 private:
@@ -236,29 +235,29 @@ private:
     bool m_isLocked = false;
 };
 
-/// What lies under the names for copies of a file: name.~1~, name.~2~ and so on.
+/// The copies of a file: name.~1~, name.~2~ and so on.
 struct Copies
 {
-    std::string freePath;   ///< the first one that nothing lies under
-    nlink_t links = 0;      ///< those that are the file itself: a save was killed between its link and its rename
-    bool haveBytes = false; ///< whether another file has the same bytes
+    std::string freePath;   ///< the first name without a file
+    nlink_t links = 0;      ///< hard links to the file: a save was killed between its link and its rename
+    bool haveBytes = false; ///< whether a copy has the same bytes
 };
 
-/// A save to a file that is no symbolic link. Its folder stays locked.
+/// A save to a file that is no symbolic link. Keeps its folder locked.
 struct Save
 {
     const std::filesystem::path path;
     const FileReplacement& replacement;
     const Folder folder = Folder(path.parent_path(), statusOf(path));
 
-    /// Returns false and changes nothing if somebody else changes the file meanwhile.
+    /// Returns false and leaves the file alone if somebody else changes it meanwhile.
     [[nodiscard]] bool attempt(std::string_view bytes) const
     {
         std::optional<OldFile> old;
         if (statusOf(path))
             old.emplace(path);
         const bool needsCopy = old && replacement.needsCopy && replacement.needsCopy(old->bytes);
-        // After a rename, hard links of the user would still be the old file.
+        // After a rename, the user's hard links would still name the old file.
         if (old && old->status.st_nlink > 1 && old->status.st_nlink > 1 + copiesOf(*old, folder).links)
             return writeInPlace(*old, bytes, needsCopy);
         try
@@ -283,7 +282,7 @@ private:
         writeAll(file.descriptor.number, bytes);
         MadeName copy(needsCopy ? makeCopy(*old, true) : "");
         const bool isChanged = old ? !old->isStillAt(path) : statusOf(path).has_value();
-        copy.isKept = isChanged; // Another save may count on it.
+        copy.isKept = isChanged; // Another save may rely on it.
         if (isChanged)
             return false;
         checked(::rename(file.name.path.c_str(), path.c_str()));
@@ -296,10 +295,10 @@ private:
     {
         MadeName copy(makeCopy(old, false));
         const bool isChanged = !old.isStillAt(path);
-        copy.isKept = isChanged && needsCopy; // Another save may count on it.
+        copy.isKept = isChanged && needsCopy; // Another save may rely on it.
         if (isChanged)
             return false;
-        // Find out that the disk is full before overwriting anything.
+        // Notice a full disk before overwriting anything.
         const int descriptor = old.descriptor.number;
         checkedIfKnown(::fallocate(descriptor, FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(bytes.size())));
 
@@ -338,8 +337,8 @@ private:
         }
     }
 
-    /// Makes a copy beside the file, or else in the other folder, and returns its path. The path is empty if there is a
-    /// copy already, or if none can be made.
+    /// Makes a copy beside the file, or else in copyFolder. Returns its path, or an empty one if there is a copy
+    /// already or none can be made.
     [[nodiscard]] std::string makeCopy(const OldFile& old, bool mayBeLink) const
     {
         const std::string& other = replacement.copyFolder;
@@ -352,8 +351,8 @@ private:
         return copy.value_or("");
     }
 
-    /// Makes a copy, which appears whole. A link needs no room on a full disk and keeps everything about the file, but
-    /// is no copy for a write in place. Returns nothing if no copy can be made.
+    /// Makes a copy, which gets its name when it is complete. A hard link needs no room on a full disk and keeps all
+    /// attributes, but a write in place would change it too. Returns nothing if no copy can be made.
     [[nodiscard]] std::optional<std::string> makeCopyIn(const Folder& place, const OldFile& old, bool mayBeLink) const
     try
     {
@@ -361,14 +360,14 @@ private:
         const char* free = copies.freePath.c_str();
         if (copies.haveBytes || (mayBeLink && copies.links > 0))
             return "";
-        // Somebody else's file can be linked in a sticky folder, but the link could not be removed.
+        // Do not link another user's file: in a sticky folder, this user could not remove the link.
         if (mayBeLink && old.status.st_uid == ::geteuid() && ::link(path.c_str(), free) == 0)
             return copies.freePath;
 
         NewFile file = place.create(S_IRUSR | S_IWUSR);
         takeAccess(file.descriptor.number, old);
         writeAll(file.descriptor.number, old.bytes);
-        // Where there are links, not rename(): it would replace a copy that another process has just made.
+        // Try link() first: rename() would replace a copy that another process has just made.
         if (::link(file.name.path.c_str(), free) != 0)
         {
             checked(errno == EEXIST ? -1 : ::rename(file.name.path.c_str(), free));

@@ -10,7 +10,7 @@
 namespace KyVisa
 {
 
-/// Reads one configuration file format. Each format has a save() of its own.
+/// Reads one configuration file format. Saving is left to each format.
 class IConfigurationFileImpl
 {
 public:

@@ -20,7 +20,7 @@ namespace
 {
 
 constexpr std::string_view providerKey = ":Provider=";
-constexpr std::size_t lineLength = 64; // few lines are longer
+constexpr std::size_t lineLength = 64; // bytes; few lines are longer
 
 std::string_view withoutCarriageReturn(std::string_view line)
 {
@@ -34,8 +34,8 @@ char upperCaseLetter(char byte)
     return byte >= 'a' && byte <= 'z' ? static_cast<char>(byte - 'a' + 'A') : byte;
 }
 
-/// Returns the lines of a text that say something: no blank lines, and not the version line. Makes those equal that
-/// mean the same: aliases are equal in any letter case.
+/// Returns the lines of a text, except blank lines and the version line. Makes lines equal that mean the same: changes
+/// aliases in the text to upper case, and ignores the carriage return of a provider.
 std::unordered_set<std::string_view> meaningsOf(std::string& text)
 {
     std::unordered_set<std::string_view> meanings;
@@ -56,8 +56,7 @@ std::unordered_set<std::string_view> meaningsOf(std::string& text)
     return meanings;
 }
 
-/// Returns whether a save needs a copy of the old file: it does, unless every line of it is, by its meaning, in the new
-/// text or in what the user has seen.
+/// Returns whether the old file contains a line whose meaning is neither in the new text nor in what the user has seen.
 bool needsCopy(std::string oldText, const std::string& newText, const std::string& shown)
 {
     if (oldText == shown) // only for speed

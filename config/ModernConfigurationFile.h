@@ -21,7 +21,7 @@ public:
     /// Returns whether the file opens for reading and its first line begins with the version line.
     [[nodiscard]] static bool isParseAble(std::string fileName) noexcept;
 
-    /// Returns a text as alias keys are stored: ASCII letters in upper case, in every locale.
+    /// Returns a text in the form of alias keys: ASCII letters become upper case, in every locale.
     [[nodiscard]] static std::string upperCase(std::string text);
 
     [[nodiscard]] SGpibProperties getGpibProperties(std::uint16_t deviceNo) const override;
@@ -34,16 +34,15 @@ public:
     /// the reading; the lines before it count. A file that does not open counts as empty.
     void parse(AliasMap& aliases, std::vector<std::string>& resources, ProviderId& provider) override;
 
-    /// Writes the members to the file, as replace() does it. Nothing counts as shown.
+    /// Writes the members to the file by replace(), as if the user had seen no lines.
     void save() const;
 
     /// Returns the text of a file with these entries. A line feed within an alias or a resource is written as a blank.
     [[nodiscard]] static std::string text(ProviderId provider, const SerialPropertiesMap& serialProperties,
                                           const std::vector<std::string>& resources, const AliasMap& aliases);
 
-    /// Replaces a file, as FileReplacement does it. Keeps the old one as visa.conf.~1~ (or ~2~...) unless every line of
-    /// it is, by its meaning, in the new text or in `shown`, the lines that the user has seen. Returns whether it was
-    /// saved.
+    /// Replaces a file by FileReplacement. Keeps the old one as visa.conf.~1~ (or ~2~...) if the meaning of one of its
+    /// lines is neither in the new text nor in `shown`, the lines that the user has seen. Returns whether it was saved.
     static bool replace(const std::string& fileName, const std::string& newText, const std::string& shown,
                         const std::string& copyFolder) noexcept;
 
