@@ -13,7 +13,7 @@
 namespace gui
 {
 
-/// Shortens very long texts in the table. The layout of a line of megabytes takes seconds.
+/// Shortens very long texts in the table, because the layout of a text of megabytes takes seconds.
 class CellDelegate : public QStyledItemDelegate
 {
 public:

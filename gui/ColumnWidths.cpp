@@ -22,14 +22,14 @@ void resizeColumnsToContents(QTableView& table)
     table.resizeColumnsToContents();
     header.setResizeContentsPrecision(precision);
 
-    // Add up the widths of the characters, each measured once, and lay out the texts with the largest sums. More than
-    // one, because kerning can change their order.
+    // Measure each character once, add up the widths, and lay out the texts with the largest sums. One is not enough,
+    // because kerning can change the order.
     const QAbstractItemModel& model = *table.model();
     const QFontMetrics font = table.fontMetrics();
-    std::array<int, 256> widths = {}; // of Latin-1, which the file contains
+    std::array<int, 256> widths = {}; // of Latin-1 characters; the file contains no others
     for (int column = 0; column < model.columnCount(); ++column)
     {
-        std::array<std::pair<int, int>, 5> widest = {}; // sums and rows
+        std::array<std::pair<int, int>, 5> widest = {}; // (sum, row)
         for (int row = 0; row < model.rowCount(); ++row)
         {
             const QString text = model.index(row, column).data().toString();

@@ -6,11 +6,10 @@
 class QModelIndex;
 class QTableView;
 
-/// Columns that are as wide as the texts in all of their rows.
 namespace gui
 {
 
-/// Does what the table's function does, without the layout of every text. That would delay the start.
+/// Makes each column as wide as its widest text. Lays out only a few texts, because all of them would delay the start.
 void resizeColumnsToContents(QTableView& table);
 
 /// Widens the column of a cell if its text needs that. No column becomes narrower.

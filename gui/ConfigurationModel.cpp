@@ -11,7 +11,7 @@
 namespace
 {
 
-/// Returns the text of a cell with '_' for blanks and without '=', '#' and ';', in an alias also without ':'.
+/// Trims the text of a cell, replaces blanks by '_', and removes '=', '#' and ';', in an alias also ':'.
 QString cleaned(const QString& text, int column)
 {
     QString result = text.trimmed();

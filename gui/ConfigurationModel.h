@@ -46,7 +46,7 @@ public:
     /// removes.
     bool removeRows(int row, int count, const QModelIndex& parent = QModelIndex()) override;
 
-    /// Returns the path that save() writes to. Empty if there is neither a file nor a home.
+    /// Returns the path that save() writes to. Empty if there is no file and HOME is not set.
     [[nodiscard]] QString fileName() const { return m_fileName; }
 
     /// Announces that the whole table may have changed, to one past its last row and column.

@@ -7,7 +7,7 @@
 
 #include <QTreeWidgetItem>
 
-/// The row of one GPIB board, with a child row that holds its editable properties.
+/// The row of one GPIB board, with a child row that contains its editable properties.
 class DeviceItem : public QTreeWidgetItem
 {
 public:

@@ -13,14 +13,14 @@
 namespace gui
 {
 
-/// A search asks for so many names at most, because the count that the library reports can be wrong.
+/// The limit of names in a search, because the count that the library reports can be wrong.
 constexpr ViUInt32 mostFoundResources = 10000;
 
 /// A buffer for a resource name from the library. It is larger than VISA requires and always ends with a NUL.
 class FoundName
 {
 public:
-    /// Clears the buffer and returns it, for the library to write `room` bytes.
+    /// Clears the buffer and returns it. The library may write `room` bytes.
     [[nodiscard]] ViChar* buffer()
     {
         m_bytes.fill('\0');

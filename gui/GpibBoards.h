@@ -9,7 +9,8 @@
 namespace gui
 {
 
-/// Adds a default board as number max(number + 1) in 16 bits; 65535 + 1 is 0. Replaces a board with that number.
+/// Adds a default board. Its number is the largest `number + 1` of all boards, where 65535 + 1 is 0. Replaces a board
+/// with that number.
 void addGpibBoard(KyVisa::GpibPropertiesMap& boards);
 
 /// Removes the board at `position` in the map, which must exist.

@@ -32,7 +32,7 @@ namespace
 
 const QLatin1String settingsGroup("MainWindow");
 
-/// Whether the key is a blank or, as many keyboards also type it, a no-break space.
+/// Returns whether the key is Space. Many keyboards can also type a no-break space with it.
 bool isSpace(const QKeyEvent& event)
 {
     return event.key() == Qt::Key_Space || event.key() == Qt::Key_nobreakspace;
@@ -59,7 +59,7 @@ MainWindow::~MainWindow()
 void MainWindow::setupUi()
 {
     setWindowTitle(QCoreApplication::translate("MainWindow", "KyVisaConfigure - ") + QLatin1String(VERSION));
-    // Connected before the view, so it still sees the selection from before the removal.
+    // Connect before setModel(): this must run before the view changes the selection.
     connect(&m_model, &ConfigurationModel::rowsAboutToBeRemoved, this,
             [this] { m_selectedBeforeRemoval = selectedRow(); });
     ui->resourceView->setModel(&m_model);
@@ -68,7 +68,7 @@ void MainWindow::setupUi()
     ui->resourceView->horizontalHeader()->setStretchLastSection(true);
     resizeColumnsToContents(*ui->resourceView);
     m_model.m_pSelectionModel = ui->resourceView->selectionModel();
-    // Tab reaches the buttons; a click does not take the focus.
+    // Tab reaches the buttons. A click on one does not move the focus.
     for (QToolButton* button : ui->toolBar->findChildren<QToolButton*>())
         button->setFocusPolicy(Qt::TabFocus);
     refreshButtonStatus();
@@ -80,14 +80,14 @@ void MainWindow::setupUi()
 
 void MainWindow::setupConnections()
 {
-    // Connected first, so called first.
+    // Connect this first, so that it runs first.
     for (const QAction* action : ui->toolBar->actions())
         connect(action, &QAction::triggered, this, &MainWindow::commitOpenEditor);
     connect(ui->actionClose, &QAction::triggered, this, &MainWindow::close);
     connect(ui->actionAdd_Resource, &QAction::triggered, this, &MainWindow::rsrcStringEditor);
     connect(ui->actionRemove_resource, &QAction::triggered, &m_model, &ConfigurationModel::removeSelectedEntry);
     connect(ui->actionEdit, &QAction::triggered, this, &MainWindow::rsrcStringEditorEdit);
-    // The button is disabled by the save, and would pass the focus on to Close.
+    // The save disables the button, and Qt would move the focus to Close.
     connect(ui->actionSave, &QAction::triggered, ui->resourceView, qOverload<>(&QWidget::setFocus));
     connect(ui->actionSave, &QAction::triggered, &m_model, &ConfigurationModel::save);
     connect(ui->actionFind, &QAction::triggered, this, &MainWindow::findResource);
@@ -96,7 +96,7 @@ void MainWindow::setupConnections()
             &MainWindow::selectionChanged);
     connect(&m_model, &ConfigurationModel::rowsRemoved, this,
             [this](const QModelIndex& /*parent*/, int first, int last) { selectRowAfterRemoval(first, last); });
-    // Connected after the view, which stores the text.
+    // Connect after the view, because the view stores the text first.
     connect(ui->resourceView->itemDelegate(), &QAbstractItemDelegate::commitData, this,
             [this] { widenColumn(*ui->resourceView, ui->resourceView->currentIndex()); });
     ui->resourceView->setContextMenuPolicy(Qt::CustomContextMenu);
@@ -184,7 +184,7 @@ void MainWindow::showChangedRow(int row)
     ui->resourceView->viewport()->update();
     widenColumn(*ui->resourceView, m_model.index(row, ConfigurationModel::ResourceColumn));
     widenColumn(*ui->resourceView, m_model.index(row, ConfigurationModel::AliasColumn));
-    // Paint now: the destructor of a dialog then writes its settings to the disk.
+    // Repaint before the dialog's destructor, which writes settings to the disk.
     QCoreApplication::sendPostedEvents(this, QEvent::UpdateRequest);
 }
 
@@ -196,7 +196,7 @@ int MainWindow::selectedRow() const
 
 void MainWindow::selectRowAfterRemoval(int first, int last)
 {
-    // The view selects the row that follows the current one, also where nothing was selected.
+    // The view selects the row after the current one, even if nothing was selected.
     if (m_selectedBeforeRemoval < 0)
     {
         ui->resourceView->clearSelection();
@@ -242,7 +242,7 @@ void MainWindow::showFileName()
     else if (!QFile::exists(file))
         text = QCoreApplication::translate("MainWindow", "The first save makes %1").arg(file);
     ui->resourceView->setAccessibleDescription(text);
-    // The header has the tool tip, so it does not cover the rows. Escaped, because a path can look like rich text.
+    // A tool tip of the header does not cover the rows. Escape the text, because a path can look like rich text.
     ui->resourceView->horizontalHeader()->setToolTip(QLatin1String("<p style='white-space:pre'>") %
                                                      text.toHtmlEscaped());
 }
@@ -250,7 +250,7 @@ void MainWindow::showFileName()
 void MainWindow::modelDirtyFlagChanged(bool bDirty)
 {
     ui->actionSave->setEnabled(bDirty);
-    // The first save creates the file.
+    // The first save creates the file, so the tool tip changes.
     if (!bDirty)
         showFileName();
 }
@@ -267,7 +267,7 @@ void MainWindow::closeEvent(QCloseEvent* event)
                               QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel);
     if (answer == QMessageBox::Yes)
         m_model.save();
-    // Cancel, or dismissed without a button.
+    // Cancel, or closed without an answer.
     else if (answer != QMessageBox::No)
         event->ignore();
 }

@@ -61,7 +61,7 @@ private:
     void showChangedRow(int row);
     /// Names the edited file in the header's tool tip and the table's accessible description.
     void showFileName();
-    /// The selected row, or -1.
+    /// Returns the selected row, or -1.
     [[nodiscard]] int selectedRow() const;
     void selectRowAfterRemoval(int first, int last);
     /// Stores the text of a cell that is still being edited.

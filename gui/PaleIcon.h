@@ -8,7 +8,7 @@
 namespace gui
 {
 
-/// Returns the icon with a pale one for its disabled state. The style's grey looks enabled on a dark background.
+/// Returns the icon with a pale picture for the disabled state. The style's grey looks enabled on a dark background.
 [[nodiscard]] QIcon withPaleDisabled(const QIcon& icon);
 
 } // namespace gui

@@ -58,7 +58,7 @@ void fill(QComboBox& box, std::initializer_list<unsigned> numbers)
         box.addItem(QString::number(number), number);
 }
 
-/// Makes a number current. Inserts a missing one at the top.
+/// Selects a number. Inserts it at the top if it is missing.
 void select(QComboBox& box, unsigned number)
 {
     int index = box.findData(number);
@@ -115,7 +115,7 @@ void PropertyDialog::setupConnections()
 void PropertyDialog::showEvent(QShowEvent* event)
 {
     QDialog::showEvent(event);
-    // The tab widget asks this page for the height of its wrapped text at another width than it has.
+    // The tab widget computes the height of the wrapped text for a wrong width.
     QWidget* page = ui->tabSpecialProperties;
     page->setMinimumHeight(page->heightForWidth(ui->tabWidget->currentWidget()->width()));
 }
@@ -243,7 +243,7 @@ void PropertyDialog::addSerialInterfaces(ViSession session)
     ViFindList findList = VI_NULL;
     ViUInt32 count = 0;
     FoundName name;
-    // Only an error means that no list is open.
+    // After a warning, a list is open as well.
     if (viFindRsrc(session, "ASRL?*", &findList, &count, name.buffer()) < VI_SUCCESS)
         return;
 
@@ -253,7 +253,7 @@ void PropertyDialog::addSerialInterfaces(ViSession session)
         ViUInt16 interfaceType = 0;
         ViUInt16 interfaceNumber = 0;
         viParseRsrc(session, name.bytes(), &interfaceType, &interfaceNumber);
-        // The first item becomes current at once and shows its settings.
+        // The first item becomes current at once, so the form shows its settings.
         ui->comboBoxSerialInterface->addItem(name.text(), unsigned{interfaceNumber});
         if (viFindNext(list.get(), name.buffer()) != VI_SUCCESS)
             break;
@@ -297,7 +297,6 @@ KyVisa::SSerialProperties& PropertyDialog::serialPropertiesOfItem(int index)
 
 void PropertyDialog::serialInterfaceChanged(int iIndex)
 {
-    // Store the previous port's settings before showing the new one's.
     if (m_currentSerialIndex >= 0)
         GetDisplayVisaSerialSettings(serialPropertiesOfItem(m_currentSerialIndex));
     if (iIndex >= 0)

@@ -44,7 +44,6 @@ QStringList findResources(ViSession session)
     resources.append(name.text());
     for (ViUInt32 asked = 1; asked < count; ++asked)
     {
-        // Skip an entry that fails and continue.
         if (viFindNext(list.get(), name.buffer()) == VI_SUCCESS)
             resources.append(name.text());
     }
@@ -70,7 +69,7 @@ ResourceDialog::~ResourceDialog() = default;
 void ResourceDialog::setupUi()
 {
     setWindowFlag(Qt::WindowContextHelpButtonHint, false);
-    // During a search the list stays empty here, and showEvent() waits.
+    // During a search the list stays empty. showEvent() waits and fills it.
     const std::unique_lock lock(s_resourceListMutex, std::try_to_lock);
     if (lock.owns_lock())
         fillList();
@@ -82,7 +81,7 @@ void ResourceDialog::setupConnections()
 {
     connect(ui->refreshButton, &QToolButton::clicked, this, qOverload<>(&ResourceDialog::refreshList));
     connect(ui->rsrcList, &QListWidget::itemDoubleClicked, this, &ResourceDialog::itemDoubleClicked);
-    // Enter activates the current item, which may not be selected, and then presses "Select".
+    // Select the item: Enter activates the current one, selected or not, and then presses "Select".
     connect(ui->rsrcList, &QListWidget::itemActivated, this,
             [this](QListWidgetItem* item) { ui->rsrcList->setCurrentItem(item); });
 }
@@ -142,7 +141,7 @@ bool ResourceDialog::listIsCurrent() const
 void ResourceDialog::fillList()
 {
     ui->rsrcList->addItems(s_resources);
-    // Enter and Down after "Refresh" do what they do in a new dialog, where the focus goes to the first item.
+    // In a new dialog, the first item gets the focus. Make it current here too, so that Enter and Down work the same.
     ui->rsrcList->setCurrentRow(0, QItemSelectionModel::NoUpdate);
     m_shownSearch = s_searchCount;
 }
@@ -165,7 +164,7 @@ bool ResourceDialog::eventFilter(QObject* watched, QEvent* event)
     {
         const int key = dynamic_cast<const QKeyEvent&>(*event).key();
         QListWidgetItem* current = ui->rsrcList->currentItem();
-        // The list itself would go to the next item.
+        // The list itself would move to the next item.
         if ((key == Qt::Key_Down || key == Qt::Key_Up) && current != nullptr && ui->rsrcList->selectedItems().isEmpty())
         {
             current->setSelected(true);
@@ -178,7 +177,7 @@ bool ResourceDialog::eventFilter(QObject* watched, QEvent* event)
 void ResourceDialog::showEvent(QShowEvent* event)
 {
     QDialog::showEvent(event);
-    // A search may have begun or ended since construction. Compare as well: the flag does not show one that has ended.
+    // A search may have started or ended since construction. The flag does not show one that has ended, so compare too.
     if (s_resourceListUpdateInProcess || !listIsCurrent())
         refreshList(false);
     restoreWindowSettings();

@@ -32,8 +32,8 @@ public:
     explicit ResourceDialog(QWidget* parent);
     ~ResourceDialog() override;
 
-    /// Searches and replaces the cache by the sorted result. Entries that fail are skipped; no error is reported.
-    /// Callable from any thread. A second caller waits for the first and then searches again.
+    /// Searches, and replaces the cache by the sorted result. Skips entries that fail, and reports no error. Any thread
+    /// may call. A second caller waits for the first and then searches again.
     static void updateResourceList();
 
     /// Fills the list from the cache, after a new search if `update` is true. Waits for a running search.
@@ -43,7 +43,7 @@ public:
     [[nodiscard]] QString getResource() const;
 
 public slots:
-    /// refreshList(true).
+    /// Searches again.
     void refreshList();
     /// Accepts the dialog if an item is selected.
     void itemDoubleClicked(QListWidgetItem* item);
@@ -61,12 +61,12 @@ private:
     void saveWindowSettings() const;
     /// Returns whether the list shows the last search. False while a search runs.
     [[nodiscard]] bool listIsCurrent() const;
-    /// Adds the cache to the list. The caller holds the lock.
+    /// Adds the cache to the list. The caller must hold s_resourceListMutex.
     void fillList();
 
     static QStringList s_resources;        ///< what the last search found
     static std::uint64_t s_searchCount;    ///< the searches of the process so far
-    static std::mutex s_resourceListMutex; ///< guards both; held for the whole of a search
+    static std::mutex s_resourceListMutex; ///< guards both; locked during a whole search
     static std::atomic<bool> s_resourceListUpdateInProcess;
 
     const std::unique_ptr<Ui::ResourceDialog> ui;

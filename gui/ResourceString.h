@@ -23,7 +23,7 @@ enum InterfaceType : int
 
 constexpr int interfaceTypeCount = GpibInterface; ///< number of types in the list
 
-/// Returns whether the composer shows the TCP/IP fields: also at a negative index, when no type is chosen.
+/// Returns whether the composer shows the TCP/IP fields. It also shows them at a negative index: no type is chosen.
 [[nodiscard]] bool isTcpip(int interfaceType);
 
 /// The parts of a resource string, as typed.

@@ -19,7 +19,7 @@ namespace gui
 namespace
 {
 
-/// In the order of InterfaceType. A missing name would leave a null pointer at the end.
+/// In the order of InterfaceType. If a name is missing, the last pointer is null.
 constexpr std::array<const char*, interfaceTypeCount> interfaceNames = {
     QT_TRANSLATE_NOOP("RsrcStringEditor", "VXI-11"), QT_TRANSLATE_NOOP("RsrcStringEditor", "HiSlip"),
     QT_TRANSLATE_NOOP("RsrcStringEditor", "Socket"), QT_TRANSLATE_NOOP("RsrcStringEditor", "KYIB"),
@@ -47,7 +47,7 @@ void setIfEmpty(QLineEdit& edit, const QString& text)
 RsrcStringEditor::RsrcStringEditor(QWidget* parent) : QDialog(parent), ui(std::make_unique<Ui::RsrcStringEditor>())
 {
     ui->setupUi(this);
-    // Connected before the list is filled: the first item sets the defaults and the first string.
+    // Connect before filling the list: its first item sets the defaults and the first string.
     setupConnections();
     setupUi();
 }

@@ -22,8 +22,8 @@ const QLatin1String positionKey("pos");
 const QLatin1String maximizedKey("fullscreen");
 const QLatin1String tabKey("tabindex");
 
-/// If the window and its frame exceed the available area, shrinks window and area so that they fit. The frame is
-/// estimated from the style: the real one is unknown before the window is shown.
+/// If the window and its frame exceed the available area, shrinks window and area so that they fit. Estimates the frame
+/// from the style, because the real one is unknown until the window is shown.
 void fitDesignedSize(QWidget& window, QRect& available)
 {
     const int border = window.style()->pixelMetric(QStyle::PM_MdiSubWindowFrameWidth, nullptr, &window);

@@ -7,7 +7,7 @@ class QString;
 class QTabWidget;
 class QWidget;
 
-/// The size and position of each window between runs, in one settings group per window.
+/// Keeps the size and position of each window from one run to the next, in one settings group per window.
 namespace gui
 {
 
@@ -21,7 +21,7 @@ enum class MaximizedState
 /// was stored as maximised. With `tabs`, makes the stored tab current.
 void restoreWindowSettings(QWidget& window, const QString& group, MaximizedState maximized, QTabWidget* tabs = nullptr);
 
-/// Stores size and position, with `tabs` also its current index.
+/// Stores size and position, and the current index of `tabs`.
 void saveWindowSettings(const QWidget& window, const QString& group, MaximizedState maximized,
                         const QTabWidget* tabs = nullptr);
 

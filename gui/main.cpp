@@ -18,10 +18,10 @@ int main(int argc, char** argv)
     // Sharp text and icons on dense screens. Qt reads these when the application object is built.
     QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
     QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
-    // No widget uses OpenGL. Without this Qt loads its driver for the first window.
+    // No widget uses OpenGL, but without this Qt loads its driver for the first window.
     QCoreApplication::setAttribute(Qt::AA_ForceRasterWidgets);
 #if QT_VERSION >= QT_VERSION_CHECK(5, 14, 0)
-    // Rounded up, a factor of 1.5 makes the windows larger than the screen.
+    // If a factor of 1.5 is rounded up, the windows can be larger than the screen.
     QGuiApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::RoundPreferFloor);
 #endif
     // Under Wayland a window gets its icon through its desktop file.
