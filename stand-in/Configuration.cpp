@@ -13,19 +13,19 @@ namespace standin
 namespace
 {
 
-/// Runs a look-up under the store's mutex, which look-ups do not lock.
+/// Runs a look-up under the store's mutex, because the store's own look-ups do not lock it.
 template <typename Question>
 auto ask(Question question)
 {
     const std::lock_guard lock(KyVisa::ConfigurationFile::getMutex());
     KyVisa::ConfigurationFile& store = KyVisa::ConfigurationFile::getInstanceUnsafe();
-    // The store does not notice a first file by itself.
+    // While the store knows no file, getInstanceUnsafe() does not search for one.
     if (store.m_fileName.empty())
         store.load();
     return question(store);
 }
 
-/// The same text for all names of one resource.
+/// Returns the same text for all names of one resource.
 std::string comparable(const std::string& name)
 {
     const std::optional<ParsedResource> parsed = parseResourceName(name);

@@ -7,18 +7,18 @@
 
 #include <string>
 
-/// The library's view of visa.conf. Each call reads a new or changed file first. Any thread may call.
+/// What the library reads from visa.conf. Each call loads a new or changed file first. Any thread may call.
 namespace standin
 {
 
-/// What an alias in any letter case stands for, or the name itself.
+/// Returns the resource string of an alias, in any letter case, or the name itself.
 [[nodiscard]] std::string resourceOf(const std::string& name);
 
-/// The alias itself in capitals, or the first in order of those that stand for the same resource as a name, however
-/// each of them spells it. Empty if there is none.
+/// Returns the alias of a name: the name itself in upper case if it is one, or else the first alias, in alphabetical
+/// order, of the same resource in any spelling. Empty if there is none.
 [[nodiscard]] std::string aliasOf(const std::string& name);
 
-/// The provider ID of visa.conf.
+/// Returns the provider ID of visa.conf.
 [[nodiscard]] KyVisa::ProviderId provider();
 
 } // namespace standin

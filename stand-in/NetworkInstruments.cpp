@@ -28,9 +28,9 @@ namespace
 using Clock = std::chrono::steady_clock;
 
 constexpr int anyInterfaceOrProtocol = -1;
-constexpr int ipv4 = 0;                           // Avahi's number of the protocol
-constexpr std::size_t mostResolving = 64;         // a bus refuses calls while 128 of a connection wait for replies
-constexpr std::uint64_t noTimeLimit = UINT64_MAX; // run() has its own
+constexpr int ipv4 = 0;                           // Avahi's number for it
+constexpr std::size_t mostResolving = 64;         // a bus allows 128 pending replies per connection
+constexpr std::uint64_t noTimeLimit = UINT64_MAX; // run() has a deadline
 
 struct BusRelease
 {
@@ -39,7 +39,7 @@ struct BusRelease
     void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
 };
 
-/// Asks the system's Avahi daemon by D-Bus what it knows, once.
+/// One search: asks the system's Avahi daemon over D-Bus for the services that it knows.
 ///
 /// All calls are asynchronous: a synchronous one has no time limit on a bus that accepts and never answers. The daemon
 /// addresses its signals to this connection, so there is no match rule.
@@ -50,7 +50,7 @@ public:
     ServiceSearch(const ServiceSearch&) = delete;
     ServiceSearch& operator=(const ServiceSearch&) = delete;
 
-    /// Returns what was found by the deadline, or earlier once everything has answered.
+    /// Returns what was found when all answers have arrived, or at the deadline.
     [[nodiscard]] std::vector<std::string> run(ViUInt32 searches, Clock::time_point deadline)
     {
         sd_bus* opened = nullptr;
@@ -99,7 +99,7 @@ private:
                sd_bus_call_async(m_bus.get(), nullptr, created, answered, this, noTimeLimit) >= 0;
     }
 
-    /// Runs a callback's work. An exception may not pass through sd-bus, so it ends the search.
+    /// Runs a callback's work. An exception must not pass through sd-bus, so it ends the search.
     template <typename Work>
     static int handle(void* search, Work work) noexcept
     {
@@ -125,7 +125,7 @@ private:
 
     static int browsing(sd_bus_message* reply, void* search, sd_bus_error* /*error*/)
     {
-        // Without an error, a signal ends the browser.
+        // A refused browser sends no AllForNow, so stop waiting for it here.
         return handle(search, [&](ServiceSearch& self) { self.m_browsing -= isError(reply) ? 1 : 0; });
     }
 
@@ -135,7 +135,7 @@ private:
             const auto is = [&](const char* member) {
                 return sd_bus_message_is_signal(message, "org.freedesktop.Avahi.ServiceBrowser", member) > 0;
             };
-            // AllForNow may precede the answers of resolvers, so these are counted as well.
+            // AllForNow can arrive before the answers of resolvers, so m_resolving counts those.
             if (is("AllForNow") || is("Failure"))
                 self.m_browsing -= self.m_ended.insert(sd_bus_message_get_path(message)).second ? 1 : 0;
             Announcement announcement = {};

@@ -12,11 +12,11 @@ namespace standin
 {
 
 /// Returns the resource strings of the LAN instruments that the system's Avahi daemon knows: VXI-11, HiSLIP and raw
-/// SCPI sockets, each once, in order, by an IPv4 address if it has one. Sends nothing into the network.
+/// SCPI sockets, sorted, each once, with an IPv4 address if it has one. Sends nothing into the network.
 ///
-/// Returns after settings.milliseconds at the latest, and earlier once everything has answered. The result is empty
-/// without a daemon. Throws std::exception without a bus, in a build without sd-bus, and if a setting is 0. Any thread
-/// may call; each call has its own connection.
+/// Returns when all answers have arrived, but after settings.milliseconds at the latest. The result is empty without a
+/// daemon. Throws std::exception without a bus, in a build without sd-bus, and if a setting is 0. Any thread may call;
+/// each call has its own connection.
 [[nodiscard]] std::vector<std::string> networkInstrumentResources(const SearchSettings& settings);
 
 } // namespace standin

@@ -11,7 +11,7 @@ namespace standin
 namespace
 {
 
-/// The host of a resource string: IPv6 in brackets, with the interface if link-local.
+/// Returns the host of a resource string: IPv6 in brackets, with the interface if it is link-local.
 std::string hostField(const ServiceAddress& address)
 {
     if (address.isIPv4)

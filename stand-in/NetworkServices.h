@@ -35,7 +35,7 @@ struct Announcement
     std::string domain;
 };
 
-/// The address that an announcement leads to.
+/// The resolved address of an announcement.
 struct ServiceAddress
 {
     bool isIPv4;
@@ -50,10 +50,10 @@ class NetworkServices
 public:
     /// Adds the address of this announcement, or replaces it.
     void add(const Announcement& announcement, const ServiceAddress& address);
-    /// Forgets the address of this announcement.
+    /// Removes the address of this announcement.
     void remove(const Announcement& announcement);
 
-    /// The resource strings in order, each once. A service has one, with an IPv4 address if any announcement has one.
+    /// Returns the sorted resource strings, each once: one per service, with an IPv4 address if it has announced one.
     [[nodiscard]] std::vector<std::string> resources() const;
 
 private:

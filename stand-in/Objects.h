@@ -14,7 +14,7 @@
 namespace standin
 {
 
-/// The settings of a session for searches of the network.
+/// A session's settings for network searches.
 struct SearchSettings
 {
     ViUInt32 networkSearches = 7; ///< the sum of 1 VXI-11, 2 HiSLIP, 4 sockets; 0: no search
@@ -27,17 +27,17 @@ struct SearchSettings
 class Objects
 {
 public:
-    /// The only object. It is never destroyed: a thread may still call while the process ends.
+    /// Returns the only object. It is never destroyed, because a thread may still call while the process ends.
     [[nodiscard]] static Objects& instance();
 
     [[nodiscard]] ViSession openSession();
     [[nodiscard]] std::optional<SearchSettings> settings(ViSession session) const;
     bool setSetting(ViSession session, ViUInt32 SearchSettings::*setting, ViUInt32 value);
 
-    /// Opens a list that closes with its session.
+    /// Opens a list. Closing its session closes it too.
     [[nodiscard]] std::optional<ViFindList> openList(ViSession owner, std::vector<std::string> resources);
     [[nodiscard]] bool isList(ViObject handle) const;
-    /// The next resource of a list. Returns nothing at its end as well.
+    /// Returns the next resource of a list. At its end, returns nothing too.
     [[nodiscard]] std::optional<std::string> next(ViFindList list);
 
     /// Closes a list, or a session and its lists.

@@ -26,7 +26,7 @@ std::string literal(char character)
     return re2::RE2::QuoteMeta(re2::StringPiece(&character, 1));
 }
 
-/// Translates to RE2's syntax. Returns a pattern that RE2 rejects for a malformed expression.
+/// Translates to RE2's syntax. For a malformed expression, returns a pattern that RE2 rejects.
 std::string translate(const std::string& expression)
 {
     constexpr std::string_view sameInBoth = "*+()|";
@@ -51,7 +51,7 @@ std::string translate(const std::string& expression)
         {
             inSet = true;
             pattern += character;
-            if (expression[at + 1] == '^') // NUL at the end
+            if (expression[at + 1] == '^') // at the end, this is the NUL
                 pattern += expression[++at];
         }
         else if (character == '{' || character == '}' || character == ']')

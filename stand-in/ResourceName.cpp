@@ -21,7 +21,7 @@ namespace
 
 using Fields = std::vector<std::string>;
 
-/// Splits at "::" outside brackets: an IPv6 host and a LAN device such as usb0[1::2::A::0] contain it themselves.
+/// Splits at "::" outside brackets. IPv6 hosts, and LAN devices such as usb0[1::2::A::0], contain it in brackets.
 Fields split(const std::string& name)
 {
     Fields fields(1);
@@ -46,7 +46,7 @@ bool isSame(const std::string& left, const std::string& right)
     return ::strcasecmp(left.c_str(), right.c_str()) == 0;
 }
 
-/// The number of a text that contains nothing else, or nothing if it does not fit into 16 bits.
+/// Returns the number that a text consists of, or nothing if it is no number of 16 bits.
 std::optional<ViUInt16> toNumber(const std::string& text, int base = 10)
 {
     ViUInt16 number = 0;
@@ -55,7 +55,7 @@ std::optional<ViUInt16> toNumber(const std::string& text, int base = 10)
     return error == std::errc() && parsed == end ? std::optional(number) : std::nullopt;
 }
 
-// Each of these checks the fields between the board and the class, and writes them as a search does.
+// Each complete function checks the fields between board and class, and changes them to the form of a found name.
 
 bool completeGpib(Fields& fields)
 {
@@ -102,7 +102,7 @@ bool completeDevice(std::string& device)
         device = port == "4880" ? hiSlip : device; // the default
         return isPort(port);
     }
-    // A number alone is the port of a socket that lacks its class, or a part of an IPv6 address without brackets.
+    // A number alone is no device: it is the port of a socket without its class, or from an IPv6 host without brackets.
     return re2::RE2::FullMatch(device, freeText) && device.find_first_not_of("0123456789") != std::string::npos;
 }
 
@@ -139,7 +139,7 @@ constexpr std::array<Kind, 5> kinds = {{
 std::optional<ParsedResource> parseResourceName(const std::string& name)
 {
     static const auto& devicePath = *new const re2::RE2("/[!-~]+");
-    Fields fields = name.size() < VI_FIND_BUFLEN ? split(name) : Fields(1); // a longer name is none
+    Fields fields = name.size() < VI_FIND_BUFLEN ? split(name) : Fields(1); // a longer name is not valid
     const std::string first = fields.front();
     fields.erase(fields.begin());
     std::string resourceClass = "INSTR";

@@ -20,11 +20,11 @@ struct ParsedResource
     std::string expandedName;  ///< as a search lists it, see parseResourceName()
 };
 
-/// Parses the name of a serial, GPIB, TCP/IP or USB resource, with keywords in any letter case. Names that differ only
-/// in what VISA lets a name omit or write in two ways have one expansion: it has board, LAN device and class, no
-/// default HiSLIP port, USB IDs as 0x0588, and keywords in capitals.
+/// Parses the name of a serial, GPIB, TCP/IP or USB resource, with keywords in any letter case. The expanded name is
+/// the same for all spellings that VISA permits: it has board, LAN device and class, no default HiSLIP port, USB IDs as
+/// 0x0588, and keywords in upper case.
 ///
-/// Returns nothing for other names, and for one whose expansion does not fit into VI_FIND_BUFLEN. Boards and USB IDs
+/// Returns nothing for other names, and if the expanded name does not fit into VI_FIND_BUFLEN. Boards and USB IDs
 /// are 0 to 65535, ports 1 to 65535, GPIB addresses 0 to 30. Any thread may call.
 [[nodiscard]] std::optional<ParsedResource> parseResourceName(const std::string& name);
 

@@ -3,7 +3,7 @@
 
 #pragma once
 
-// Where the library that offers sd-bus keeps its header.
+// Each library that offers sd-bus keeps the header in a folder of its own.
 #if __has_include(<systemd/sd-bus.h>)
 #include <systemd/sd-bus.h>
 #else

@@ -30,7 +30,7 @@ bool isSerialPort(udev_device* device)
 std::vector<std::string> serialPortResources()
 {
     std::vector<std::string> resources;
-    // The patterns skip the many virtual terminals, tty0, tty1 and so on: udev opens each device that matches.
+    // The patterns skip the many virtual terminals, tty0 and so on, because udev opens each device that matches.
     for (const UdevDevice& device : udevDevices("tty", {"[!t]*", "tty[!0-9]*"}))
     {
         if (!isSerialPort(device.get()))

@@ -12,7 +12,7 @@ namespace standin
 {
 
 /// Writes a line of texts and numbers to standard error if the process was started with KYVISA_STAND_IN_TRACE=1.
-/// Otherwise formats nothing. Any thread may call.
+/// Otherwise does nothing. Any thread may call.
 template <typename... Parts>
 void trace(const Parts&... parts)
 {

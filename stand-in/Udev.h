@@ -20,12 +20,11 @@ struct UdevRelease
 
 using UdevDevice = std::unique_ptr<udev_device, UdevRelease>;
 
-/// Returns the devices of a udev subsystem whose names match one of the patterns, or all without patterns, in no
-/// particular order. Throws std::runtime_error if udev fails. Each device keeps the udev context alive; use both in one
-/// thread.
+/// Returns the devices of a udev subsystem whose names match one of the patterns, or all without patterns, in udev's
+/// order. Throws std::runtime_error if udev fails. The devices share a udev context, so use them in one thread.
 [[nodiscard]] std::vector<UdevDevice> udevDevices(const char* subsystem, std::initializer_list<const char*> names = {});
 
-/// A sysfs attribute, or an empty text.
+/// Returns a sysfs attribute, or an empty text.
 [[nodiscard]] std::string udevAttribute(udev_device* device, const char* name);
 
 } // namespace standin

@@ -24,7 +24,7 @@ struct UsbInstrument
 {
     std::string model;        ///< the resource string before the serial number
     std::string serialNumber; ///< from serialNumberField(); may be empty
-    std::string place;        ///< `PORT-` and the kernel's name of the port, such as 1-4.2
+    std::string place;        ///< PORT-1-4.2: the kernel's name of the USB port
     std::set<unsigned long> interfaces;
 };
 
@@ -35,13 +35,13 @@ bool isUsbtmcInterface(udev_device* device)
     return udevAttribute(device, "bInterfaceClass") == "fe" && udevAttribute(device, "bInterfaceSubClass") == "03";
 }
 
-/// The devices with a USBTMC interface, by their sysfs paths.
+/// Returns the devices with a USBTMC interface, by their sysfs paths.
 std::map<std::string, UsbInstrument> usbInstruments()
 {
     std::map<std::string, UsbInstrument> instruments;
     for (const UdevDevice& interface : udevDevices("usb"))
     {
-        // The interface owns its parent.
+        // The interface owns the returned parent.
         udev_device* device = udev_device_get_parent_with_subsystem_devtype(interface.get(), "usb", "usb_device");
         if (device == nullptr || !isUsbtmcInterface(interface.get()))
             continue;
@@ -62,7 +62,7 @@ std::map<std::string, UsbInstrument> usbInstruments()
 std::string serialNumberField(const std::string& serialNumber)
 {
     constexpr std::string_view blanks = " \t\r\n";
-    // Characters without a meaning in resource strings, search expressions and visa.conf.
+    // Characters that have no meaning of their own in resource strings, search expressions and visa.conf.
     constexpr std::string_view harmless = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._";
     const std::size_t first = serialNumber.find_first_not_of(blanks);
     if (first == std::string::npos)
@@ -85,13 +85,13 @@ std::vector<std::string> usbInstrumentResources()
     std::set<std::string> taken;
     for (const auto& [path, instrument] : instruments)
     {
-        // Some makers use one serial number for all devices.
+        // Some manufacturers give all devices the same serial number.
         std::string name = instrument.model + instrument.serialNumber;
         if (instrument.serialNumber.empty())
             name += instrument.place;
         else if (names.count(name) > 1)
             name += "-" + instrument.place;
-        // Another device may have this as its own serial number.
+        // This may be the own serial number of another device.
         while (!taken.insert(name).second)
             name += "-" + instrument.place;
         for (const unsigned long number : instrument.interfaces)

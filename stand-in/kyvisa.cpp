@@ -27,7 +27,7 @@ constexpr const char* manufacturer = "Kyvane & Yollet";
 constexpr ViAttrState allNetworkSearches = 7;
 constexpr std::size_t longestExpression = 4096;
 
-/// Runs a call and turns exceptions into statuses: the client may be written in C.
+/// Runs a call and turns exceptions into statuses, because the client may be written in C.
 template <typename Call>
 ViStatus guarded(Call call) noexcept
 {
@@ -58,7 +58,7 @@ void writeText(ViChar* place, const std::string& text)
         place[text.copy(place, VI_FIND_BUFLEN - 1)] = '\0';
 }
 
-/// Returns what the sources find and the expression matches. Skips a source that fails, or that has no such name.
+/// Returns what the sources find and the expression matches. Skips a source that fails or whose names cannot match.
 std::vector<std::string> findResources(const ResourceExpression& expression, const SearchSettings& settings)
 {
     std::vector<std::string> resources;
@@ -74,7 +74,7 @@ std::vector<std::string> findResources(const ResourceExpression& expression, con
             trace(kind, ": found ", found.size(), " in ", spent(), " ms");
             for (const std::string& name : found)
             {
-                // An incomplete name is of a device that was just unplugged.
+                // The name is incomplete if the device was just unplugged.
                 const std::optional<ParsedResource> parsed = parseResourceName(name);
                 if (parsed && expression.matches(parsed->expandedName))
                     resources.push_back(parsed->expandedName);
@@ -170,7 +170,7 @@ ViStatus viFindRsrc(ViSession resourceManager, ViConstString expression, ViFindL
         if (resources.empty())
             return VI_ERROR_RSRC_NFOUND;
         writeText(description, resources.front());
-        // Without the handle nobody could close a list.
+        // Without a handle, nobody could close the list.
         if (list == nullptr)
             return VI_SUCCESS;
         resources.erase(resources.begin());
@@ -229,7 +229,7 @@ ViStatus viOpen(ViSession resourceManager, ViConstString /*name*/, ViUInt32 /*ac
 ViStatus viStatusDesc(ViObject object, ViStatus status, ViChar* description)
 {
     return guarded([&](Objects& objects) {
-        // Programs have no object to ask after a failed open.
+        // After a failed open, a program has no object to pass.
         if (object != VI_NULL && !objects.settings(object) && !objects.isList(object))
             return VI_ERROR_INV_OBJECT;
         const char* words = statusDescription(status);

@@ -5,8 +5,8 @@
 
 #include "visa.h"
 
-/// Owns a VISA session or find list, and closes it at the end of a scope, VI_NULL as well. Own a find list only if the
-/// status of viFindRsrc() says that it is open.
+/// Owns a VISA session or find list, and closes it, even VI_NULL. Own a find list only if the status of viFindRsrc()
+/// says that it is open.
 class VisaHandle
 {
 public:
@@ -17,8 +17,8 @@ public:
     VisaHandle(const VisaHandle&) = delete;
     VisaHandle& operator=(const VisaHandle&) = delete;
 
-    /// Opens a session of the default resource manager. Ignores the status; after an error the handle is what the
-    /// library wrote, else VI_NULL.
+    /// Opens a session of the default resource manager. Ignores the status: after an error the handle is what the
+    /// library wrote, or VI_NULL.
     [[nodiscard]] static VisaHandle defaultResourceManager()
     {
         ViSession session = VI_NULL;

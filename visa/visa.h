@@ -28,7 +28,7 @@ static_assert(sizeof(ViUInt16) == 2 && sizeof(ViUInt32) == 4);
 static_assert(sizeof(ViAttrState) == sizeof(void*));
 
 constexpr ViObject VI_NULL = 0;
-constexpr unsigned VI_FIND_BUFLEN = 256; ///< bytes of a description buffer, with the NUL
+constexpr unsigned VI_FIND_BUFLEN = 256; ///< bytes of a description buffer, including the NUL
 
 constexpr ViStatus VI_SUCCESS = 0;
 constexpr ViStatus VI_SUCCESS_TERM_CHAR = 0x3FFF0005;
@@ -60,7 +60,7 @@ constexpr ViUInt16 VI_INTF_TCPIP = 6;
 constexpr ViUInt16 VI_INTF_USB = 7;
 
 constexpr ViAttr VI_ATTR_RSRC_MANF_ID = 0x3FFF0175;   ///< 16 bit; the provider ID
-constexpr ViAttr VI_ATTR_RSRC_MANF_NAME = 0xBFFF0174; ///< text of up to VI_FIND_BUFLEN
+constexpr ViAttr VI_ATTR_RSRC_MANF_NAME = 0xBFFF0174; ///< text of up to VI_FIND_BUFLEN bytes
 
 // Attributes of the KyVisa library itself, for sessions of the default resource manager.
 constexpr ViAttr KYVISA_ATTR_SEARCH_TIME = 0x0F9C0001;      ///< time limit of a network search, in ms
@@ -94,7 +94,7 @@ extern "C"
     ViStatus viParseRsrcEx(ViSession resourceManager, ViConstString name, ViUInt16* interfaceType,
                            ViUInt16* interfaceNumber, ViChar* resourceClass, ViChar* expandedName, ViChar* alias);
 
-    /// Writes as many bytes to `value` as the attribute has. The program does not use it.
+    /// Writes an attribute to `value`, in the attribute's own size. The program does not use it.
     ViStatus viGetAttribute(ViObject object, ViAttr attribute, void* value);
 
     /// Opens an instrument; times are in milliseconds. The program does not use it. The stand-in returns
