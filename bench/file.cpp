@@ -37,7 +37,7 @@ KyVisa::ConfigurationFile& loadedStore(const benchmark::State& state)
     return store;
 }
 
-/// Times the work, without preparing it. The work returns whether it was done.
+/// Times the work, but not its preparation. The work returns whether it succeeded.
 template <typename Prepare, typename Work>
 void measure(benchmark::State& state, Prepare prepare, Work work)
 {
@@ -123,7 +123,7 @@ void keyFileLoad(benchmark::State& state)
     });
 }
 
-/// The file and its folder are synced, as the store does it.
+/// Syncs the file and its folder, as the store does.
 void keyFileSave(benchmark::State& state)
 {
     constexpr auto synced =
@@ -163,5 +163,5 @@ BENCHMARK(save)->Apply(atCounts)->Arg(100'000);
 BENCHMARK(floorLoad)->Apply(atCounts);
 BENCHMARK(keyFileLoad)->Apply(atCounts);
 BENCHMARK(keyFileSave)->Apply(atCounts);
-// Qt keeps a shorter file in memory after it was closed.
+// Not at 10, because Qt keeps a shorter file in memory after closing it.
 BENCHMARK(settingsLoad)->Arg(1'000)->Arg(10'000)->Unit(benchmark::kMillisecond);

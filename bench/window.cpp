@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
 // SPDX-License-Identifier: MIT
 
-// The main window on a real display, from what a person does to the end of the paint that shows it; and the search.
+// Times the main window on a real display, from a click or key to the end of the paint that shows the effect, and the
+// search.
 
 #include "config/ConfigurationFile.h"
 #include "gui/MainWindow.h"
@@ -51,7 +52,7 @@ struct Application : QApplication
     inline static std::function<bool()> isShown;
 };
 
-constexpr int settleTime = 50; // milliseconds, until all work of an idle window is done
+constexpr int settleTime = 50; // milliseconds, after which a window has no work left
 
 QString newAlias()
 {
@@ -59,7 +60,7 @@ QString newAlias()
     return QStringLiteral("NEW%1").arg(number++);
 }
 
-/// The main window with a file of as many entries as the benchmark wants, shown and idle.
+/// The main window, shown and idle, with a file of as many entries as the benchmark wants.
 struct Window
 {
     explicit Window(benchmark::State& state)
@@ -91,7 +92,7 @@ struct Window
         QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->visualRect(alias(row)).center());
     }
 
-    /// Starts the clock. The paint that shows this alias in the row, in view, stops it.
+    /// Starts the clock. It stops after the paint that shows this alias in the row.
     void startClock(int row, const QString& text) const
     {
         Application::startClock(view->viewport(), [=] {
