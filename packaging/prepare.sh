@@ -2,12 +2,12 @@
 # SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
 # SPDX-License-Identifier: MIT
 #
-# Sourced by run, test, bench/run and the checks: installs missing Debian packages, says what it does.
+# Sourced by run, test, bench/run and the checks: installs missing Debian packages and reports it.
 
 build_packages=(g++ cmake ninja-build pkg-config qtbase5-dev libudev-dev libre2-dev libsystemd-dev)
-# What a window needs and no library depends on: a Wayland platform and a font.
+# A window needs these, but no library depends on them: a Wayland platform and a font.
 run_packages=(qtwayland5 fonts-dejavu-core)
-# What shows the window where there is no display.
+# These show the window if there is no display.
 display_packages=(tigervnc-standalone-server tigervnc-tools xauth matchbox-window-manager)
 test_packages=(libgtest-dev libgmock-dev acl umockdev xvfb xauth xdotool openbox python3-pyvisa-py
     libavahi-core7 libdaemon0 dbus-daemon iproute2)
@@ -42,7 +42,7 @@ install_packages() {
         "${as_root[@]}" true || fail "sudo refused; somebody who is root can run: apt-get install ${missing[*]}"
     fi
     say "installing ${missing[*]}"
-    # apt-get waits for another one while it installs, but not while it updates.
+    # apt-get install waits for another apt-get by itself; apt-get update does not.
     local errors attempt=0
     until errors=$("${as_root[@]}" apt-get update -qq 2>&1 >/dev/null); do
         [[ $errors == *'Could not get lock'* ]] || fail "apt-get update failed: $errors"
@@ -54,8 +54,8 @@ install_packages() {
         fail "could not install: ${missing[*]}"
 }
 
-# The Avahi daemon goes to build/tools for the tests. Installed, it would be started, and announce this machine. Without
-# it the test of the network is skipped.
+# Unpacks the Avahi daemon in build/tools for the tests. Installing it would start it, and it would announce this
+# machine. Without it, the tests skip the network.
 unpack_avahi() {
     [[ -d build/tools ]] && return
     command -v apt-get >/dev/null || return 0

@@ -1,8 +1,8 @@
 # SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
 # SPDX-License-Identifier: MIT
 #
-# Prints the releases of CHANGELOG.md, "## VERSION (DATE)" and its items, in the form of Debian's changelog or, with
-# -v form=metainfo, in AppStream's. A heading without a date is not released yet, and skipped.
+# Prints the releases of CHANGELOG.md, "## VERSION (DATE)" and its items, as a Debian changelog or, with
+# -v form=metainfo, as AppStream releases. Skips a heading without a date, which is not released yet.
 
 function end_item(    words, count, line, i) {
     if (item && form == "metainfo") {

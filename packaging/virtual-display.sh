@@ -19,10 +19,10 @@ trap 'exit 129' HUP
 trap 'exit 130' INT
 trap 'exit 143' TERM
 
-# A session of its own keeps Ctrl-C from a child; the signal ends a child whose parent was killed.
+# In a session of its own, a child gets no Ctrl-C. The signal ends it when this script is killed.
 apart=(setpriv --pdeathsig TERM setsid)
 
-# Secrets go through builtins and pipes: every user can read the arguments of a process.
+# Pass secrets through builtins and pipes, because every user can read the arguments of a process.
 random() { head -c 1000 /dev/urandom | tr -dc "$1" | cut -c "1-$2"; }
 cookie=$(random 0-9a-f 32)
 password=$(random a-km-z2-9 8) # VNC compares no more than eight characters
@@ -38,7 +38,7 @@ for ((port = 5900; port < 5950; ++port)); do
         -SecurityTypes VncAuth -PasswordFile "$folder/password" -UseBlacklist 0 -AlwaysShared \
         -desktop KyVisaConfigure -geometry 1280x800 -depth 24 >"$folder/number" 2>"$folder/log" &
     children=($!)
-    # A server that finds its port taken ends, and so ends the reading.
+    # If the port is in use, the server ends, and read fails.
     read -r -t 30 number <"$folder/number" && break
     kill "${children[@]}" 2>/dev/null || true
 done
