@@ -32,7 +32,7 @@ public:
     [[nodiscard]] static std::mutex& getMutex();
 
     /// Returns the first regular file of $KYVISACONFFILE, ./visa.conf and $HOME/.kyvane-yollet/visa.conf, or an empty
-    /// string. With `create`, makes the folder of the last one and returns it although it does not exist.
+    /// string. With `create`, makes the folder of the last one and returns its path even if the file does not exist.
     [[nodiscard]] static std::string searchConfigFile(bool create);
 
     /// Returns the path that save() writes to, or an empty string if there is no file and HOME is not set. The file
