@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
 // SPDX-License-Identifier: MIT
 
-// Preloaded into a Qt program, ends it when its first window has been painted and sent to the display.
+// For LD_PRELOAD: ends a Qt program when its first window has been painted and sent to the display.
 
 #include <QCoreApplication>
 #include <QEvent>

@@ -28,7 +28,8 @@ public:
     [[nodiscard]] static ConfigurationFile& getInstance();
     /// As getInstance(), for a caller that holds the store's mutex.
     [[nodiscard]] static ConfigurationFile& getInstanceUnsafe();
-    /// If other threads use the store, hold it from getInstanceUnsafe() to the last use of the result.
+    /// The store's mutex. If other threads use the store, lock it from getInstanceUnsafe() to the last use of the
+    /// result.
     [[nodiscard]] static std::mutex& getMutex();
 
     /// Returns the first regular file of $KYVISACONFFILE, ./visa.conf and $HOME/.kyvane-yollet/visa.conf, or an empty
@@ -44,8 +45,8 @@ public:
     void load();
 
     /// Writes everything to the file, and creates it if there is none. Reports no failure. The next getInstance() loads
-    /// what was written, unless the last load was within the same second. Keeps a copy of a file with lines that are
-    /// neither saved nor known to the user, see ModernConfigurationFile::replace().
+    /// what was written, unless the last load was within the same second. Keeps a copy of the old file if it has lines
+    /// that are neither saved nor known to the user, see ModernConfigurationFile::replace().
     void save();
 
     /// Call this after showing the loaded entries. Entries that were never shown are kept in a copy when save() drops

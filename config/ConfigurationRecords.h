@@ -32,7 +32,7 @@ struct SGpibProperties
 };
 
 /// Properties of one serial port. The key in SerialPropertiesMap is the ASRL number.
-/// The last three are codes of the properties dialog. The store does not check them.
+/// The last three are codes of the properties dialog, which the store does not check.
 struct SSerialProperties
 {
     std::uint32_t baudRate = 9600; ///< bits per second

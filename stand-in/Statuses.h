@@ -8,7 +8,7 @@
 namespace standin
 {
 
-/// The standard's text for a common status (VPP-4.3, "Completion codes"), or null. The text is static.
+/// Returns the standard's text for a common status (VPP-4.3, "Completion codes"), or null. The text is static.
 [[nodiscard]] const char* statusDescription(ViStatus status);
 
 } // namespace standin

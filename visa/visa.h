@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 /// The whole boundary to libkyvisa.so, the vendor's or the stand-in: the VISA calls that this project uses, declared
-/// after the public standard (VPP-4.3, VPP-4.3.2). Any thread may call. A negative status is an error. The caller owns
+/// as in the public standard (VPP-4.3, VPP-4.3.2). Any thread may call. A negative status is an error. The caller owns
 /// all buffers.
 
 #pragma once
