@@ -10,7 +10,7 @@
 namespace KyVisa
 {
 
-/// Reads one configuration file format. Saving is left to each format.
+/// Reads one configuration file format.
 class IConfigurationFileImpl
 {
 public:

@@ -161,7 +161,7 @@ void ModernConfigurationFile::parse(AliasMap& aliases, std::vector<std::string>&
     }
     catch (...)
     {
-        // A provider that is no 32-bit number ends the reading. What was read so far counts.
+        // A provider that is no 32-bit number ends the reading.
     }
     aliases = m_aliases;
     resources = m_resources;
