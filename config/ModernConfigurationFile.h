@@ -49,7 +49,7 @@ public:
     /// The first line of every file of this format.
     [[nodiscard]] static const std::string& GetVersionString();
 
-    // Public, because ConfigurationFile fills them before it saves.
+    // Public: see "Kept as it is" in docs/source.md.
     const std::string m_fileName;
     GpibPropertiesMap m_gpibProperties; ///< always empty: the format has no GPIB lines
     SerialPropertiesMap m_serialProperties;

@@ -42,7 +42,7 @@ public:
     /// Stores a text that the file format can hold. Always returns true; ignores other roles than Qt::EditRole. The row
     /// of `index` must exist.
     bool setData(const QModelIndex& index, const QVariant& value, int role = Qt::EditRole) override;
-    /// Returns false and removes nothing if a row behind the last would be removed. Announces one row more than it
+    /// Returns false and removes nothing if a row after the last would be removed. Announces one row more than it
     /// removes.
     bool removeRows(int row, int count, const QModelIndex& parent = QModelIndex()) override;
 
