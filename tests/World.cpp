@@ -10,6 +10,7 @@
 
 #include <chrono>
 #include <fstream>
+#include <iostream>
 #include <sstream>
 
 #include <gmock/gmock.h>
@@ -33,6 +34,7 @@ void setUp(const QDir& directory)
     qunsetenv("KYVISACONFFILE");
     qputenv("QT_QPA_PLATFORM", "offscreen");
     qputenv("QT_STYLE_OVERRIDE", "fusion");
+    qputenv("QT_LOGGING_RULES", "default.warning=false"); // about the platform, and many
     qputenv("LC_ALL", "C.UTF-8");
     // No case may ask this machine's daemons. Those that have daemons of their own say so.
     if (!qEnvironmentVariableIsSet("DBUS_SYSTEM_BUS_ADDRESS"))
@@ -83,5 +85,10 @@ int main(int argc, char** argv)
     QCoreApplication::setApplicationName("KyVisaConfigure");
     const QApplication application(argc, argv);
     ::testing::InitGoogleMock(&argc, argv);
+    if (GTEST_FLAG_GET(filter) == "*" && !GTEST_FLAG_GET(list_tests))
+    {
+        std::cerr << "Each case needs a process of its own: ctest --preset dev, or --gtest_filter=NAME for one\n";
+        return 1;
+    }
     return RUN_ALL_TESTS();
 }
