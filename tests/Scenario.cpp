@@ -1,6 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
 // SPDX-License-Identifier: MIT
 
+// Tests written as text, in the folder "scenarios". docs/tests.md explains their language.
+
 #include "World.h"
 #include "gui/MainWindow.h"
 
@@ -13,25 +15,19 @@ namespace
 constexpr int waitAtMost = 30000; // milliseconds
 const char* const settingsFile = "../Kyvane&Yollet/KyVisaConfigure.conf";
 
+using Text = const QString&;
+
 std::unique_ptr<gui::MainWindow> mainWindow;
 
-using Words = const QStringList&;
-
-void require(bool holds, const QString& message)
+void require(bool holds, Text message)
 {
     if (!holds)
         throw std::runtime_error(message.toStdString());
 }
 
-QString word(Words words, int index)
+std::string linesIn(QString text)
 {
-    require(index < words.size(), words[0] + " needs more words");
-    return words[index];
-}
-
-std::string linesIn(Words words)
-{
-    return words.mid(1).join(' ').replace(" | ", "\n").toLatin1().toStdString();
+    return text.replace(" | ", "\n").toLatin1().toStdString();
 }
 
 QString linesOf(const std::filesystem::path& file)
@@ -39,6 +35,7 @@ QString linesOf(const std::filesystem::path& file)
     return QString::fromLatin1(readFile(file).c_str()).split('\n', Qt::SkipEmptyParts).join(" | ");
 }
 
+/// The window that has the user's attention.
 QWidget& form()
 {
     QWidget* dialog = QApplication::activeModalWidget();
@@ -46,109 +43,107 @@ QWidget& form()
     return dialog != nullptr ? *dialog : *mainWindow;
 }
 
-/// By the name of the object, by the text of the button, or "focus".
-template <typename Object = QWidget>
-Object& named(const QString& name)
+/// By the name of the object or the text of the button. "focus" has the focus.
+template <typename Widget = QWidget>
+Widget& named(Text name)
 {
-    const auto isMeant = [&](const QObject* each) {
+    const auto isMeant = [&](const QWidget* each) {
         return name == "focus" ? each == form().focusWidget()
                                : each->objectName() == name || each->property("text").toString().remove('&') == name;
     };
-    const auto all = form().findChildren<Object*>();
+    const auto all = form().findChildren<Widget*>();
     const auto first = std::find_if(all.begin(), all.end(), isMeant);
     require(first != all.end() && !name.isEmpty(), form().windowTitle() + " has no " + name);
     return **first;
 }
 
-/// The rows that the user sees.
-QString shownRows(const QAbstractItemView& view)
+QAbstractItemView& table()
 {
-    const auto* table = qobject_cast<const QTableView*>(&view);
-    QStringList rows;
+    auto* view = form().findChild<QAbstractItemView*>();
+    require(view != nullptr, form().windowTitle() + " has no rows");
+    return *view;
+}
+
+/// The rows that the user sees.
+QString rows()
+{
+    QAbstractItemView& view = table();
+    const auto* columns = qobject_cast<const QTableView*>(&view);
+    QStringList texts;
     for (int row = 0; row < view.model()->rowCount(); ++row)
     {
-        const QModelIndex first = view.model()->index(row, 0);
-        if (!view.viewport()->rect().intersects(view.visualRect(first)))
-            continue;
-        QString text = first.data().toString();
-        if (table != nullptr)
-            text += "=" + first.siblingAtColumn(1).data().toString();
-        rows += view.selectionModel()->isSelected(first) ? "(" + text + ")" : text;
+        const QModelIndex cell = view.model()->index(row, 0);
+        const QString text = cell.data().toString() + (columns ? "=" + cell.siblingAtColumn(1).data().toString() : "");
+        if (view.viewport()->rect().intersects(view.visualRect(cell)))
+            texts += view.selectionModel()->isSelected(cell) ? "(" + text + ")" : text;
     }
-    const auto isCut = [&](int column) { return view.sizeHintForColumn(column) > table->columnWidth(column); };
-    return rows.join(' ') + (table != nullptr && (isCut(0) || isCut(1)) ? " cut" : "");
+    const auto isCut = [&](int column) { return view.sizeHintForColumn(column) > columns->columnWidth(column); };
+    return texts.join(' ') + (columns != nullptr && (isCut(0) || isCut(1)) ? " cut" : "");
 }
 
 QString shown(const QWidget& widget)
 {
     if (!widget.isVisible())
         return "hidden";
-    if (const auto* view = qobject_cast<const QAbstractItemView*>(&widget))
-        return shownRows(*view);
-    return widget.property(widget.inherits("QComboBox") ? "currentText" : "text").toString();
+    if (!widget.isEnabled())
+        return "disabled";
+    const QString text = widget.property(widget.inherits("QComboBox") ? "currentText" : "text").toString();
+    return text.isEmpty() ? "nothing" : text;
 }
 
-QString show(Words words)
+QString show(Text names)
 {
-    word(words, 1);
     QStringList texts;
-    for (const QString& name : words.mid(1))
+    for (const QString& name : names.split(", "))
         texts += shown(named(name));
-    return texts.replaceInStrings(QRegExp("^$"), "nothing").join(" | ");
+    return texts.join(", ");
 }
 
-QString place(const QWidget& window)
+QString place()
 {
+    const QWidget& window = form();
     return QString::asprintf("%dx%d at %d,%d%s", window.width(), window.height(), window.x(), window.y(),
                              window.isMaximized() ? " maximised" : "");
 }
 
-QString enabled(Words words)
+void chooseRow(int row)
 {
-    word(words, 1);
-    QStringList names;
-    for (const QString& name : words.mid(1))
-        names += named<QObject>(name).property("enabled").toBool() ? QStringList(name) : QStringList();
-    return names.join(' ');
+    row < 0 ? table().clearSelection() : table().setCurrentIndex(table().model()->index(row, 0));
+    table().setFocus();
 }
 
-void choose(QWidget& widget, int index)
+void choose(Text nameAndItem)
 {
-    auto* view = qobject_cast<QAbstractItemView*>(&widget);
-    if (view == nullptr)
-        widget.setProperty("currentIndex", index);
-    else
-        index < 0 ? view->clearSelection() : view->setCurrentIndex(view->model()->index(index, 0));
+    QWidget& widget = named(nameAndItem.section(' ', 0, 0));
+    widget.setProperty(widget.inherits("QComboBox") ? "currentText" : "currentIndex", nameAndItem.section(' ', 1));
 }
 
-void type(Words words)
+void type(Text nameAndText)
 {
-    auto& edit = named<QLineEdit>(word(words, 1));
+    auto& edit = named<QLineEdit>(nameAndText.section(' ', 0, 0));
     edit.clear();
-    QTest::keyClicks(&edit, words.mid(2).join(' '));
+    QTest::keyClicks(&edit, nameAndText.section(' ', 1));
 }
 
-/// The first key goes to the widget, which gets the focus, and each later one to what has the focus by then.
-void pressKeys(Words words)
+void pressKeys(Text names)
 {
-    named(word(words, 1)).setFocus();
-    for (const QString& name : words.mid(2))
+    for (const QString& name : names.split(' '))
     {
-        const auto key = Qt::Key(QKeySequence(name)[0]);
+        const int key = QKeySequence(name)[0];
         require(key != Qt::Key_unknown, "there is no key " + name);
-        QTest::keyClick(form().focusWidget(), key);
+        const auto modifiers = key & int(Qt::KeyboardModifierMask);
+        QTest::keyClick(form().focusWidget(), Qt::Key(key - modifiers), Qt::KeyboardModifiers(modifiers));
     }
 }
 
-void store(Words words)
+void store(Text lines)
 {
     QSettings().clear(); // It reads a file again when the size changes. The time can stay the same.
-    writeFile(settingsFile, linesIn(words));
+    writeFile(settingsFile, linesIn(lines));
 }
 
 void start()
 {
-    require(mainWindow == nullptr, "the main window is open");
     mainWindow = std::make_unique<gui::MainWindow>();
     mainWindow->show();
 }
@@ -160,34 +155,28 @@ void stop()
         mainWindow.reset();
 }
 
-const std::map<QString, std::function<void(Words)>> commands = {
-    {"conf", [](Words words) { writeConfiguration(linesIn(words)); }},
-    {"visa", [](Words words) { writeFile("script", linesIn(words)); }},
+// Each gets the text behind its name.
+const std::map<QString, std::function<void(Text)>> commands = {
+    {"conf", [](Text lines) { writeConfiguration(linesIn(lines)); }},
+    {"visa", [](Text script) { writeFile("script", script.toStdString()); }},
     {"store", store},
-    {"font", [](Words words) { QApplication::setFont(QFont("DejaVu Sans", word(words, 1).toInt())); }},
-    {"start", [](Words) { start(); }},
-    {"stop", [](Words) { stop(); }},
-    {"do", [](Words words) { named<QAction>(word(words, 1)).trigger(); }},
-    {"press", [](Words words) { named<QAbstractButton>(word(words, 1)).click(); }},
+    {"font", [](Text points) { QApplication::setFont(QFont("DejaVu Sans", points.toInt())); }},
+    {"start", [](Text) { start(); }},
+    {"stop", [](Text) { stop(); }},
+    {"press", [](Text button) { named<QAbstractButton>(button).click(); }},
+    {"row", [](Text row) { chooseRow(row.toInt()); }},
+    {"choose", choose},
     {"type", type},
     {"keys", pressKeys},
-    {"choose", [](Words words) { choose(named(word(words, 1)), word(words, 2).toInt()); }},
 };
 
-const std::map<QString, std::function<QString(Words)>> questions = {
-    {"settings", [](Words) { return linesOf(settingsFile); }},
-    {"saved", [](Words) { return linesOf(perUserFile()); }},
-    {"place", [](Words) { return place(form()); }},
-    {"enabled", enabled},
+const std::map<QString, std::function<QString(Text)>> questions = {
+    {"rows", [](Text) { return rows(); }},
     {"show", show},
+    {"place", [](Text) { return place(); }},
+    {"saved", [](Text) { return linesOf(perUserFile()).section(" | ", 1); }},
+    {"settings", [](Text) { return linesOf(settingsFile); }},
 };
-
-template <typename Map>
-const typename Map::mapped_type& found(const Map& map, const char* kind, const QString& name)
-{
-    require(map.count(name) != 0, QString("there is no %1 %2").arg(kind, name));
-    return map.at(name);
-}
 
 /// Whether the next step may come: the window that it goes to is active and does not wait.
 bool isReady()
@@ -198,11 +187,10 @@ bool isReady()
     return form().isActiveWindow() && form().cursor().shape() == Qt::ArrowCursor;
 }
 
-/// A test written as text. README.md in the folder of the scenarios explains it.
 class Scenario : public QObject
 {
 public:
-    explicit Scenario(const QString& file) : m_file(file.toStdString())
+    explicit Scenario(Text file) : m_file(file.toStdString())
     {
         for (int line = 0; line < m_lines.size(); ++line)
         {
@@ -245,16 +233,17 @@ private:
     {
         const QString text = m_steps[m_next++].second;
         m_deadline.setRemainingTime(waitAtMost);
-        const QStringList words = text.section(" -> ", 0, 0).split(' ');
-        const QString expected = text.section(" -> ", 1);
+        const QString step = text.section(" -> ", 0, 0), expected = text.section(" -> ", 1);
+        const QString name = step.section(' ', 0, 0), rest = step.section(' ', 1);
+        require((expected.isEmpty() ? commands.count(name) : questions.count(name)) != 0, "there is no step " + name);
         if (expected.isEmpty())
-            return found(commands, "command", words[0])(words);
-        const QString answer = found(questions, "check", words[0])(words);
+            return commands.at(name)(rest);
+        const QString answer = questions.at(name)(rest);
         const QString actual = answer.isEmpty() ? "nothing" : answer;
         require(actual == expected, "expected: " + expected + "\nactual:   " + actual);
     }
 
-    void fail(const QString& reason)
+    void fail(Text reason)
     {
         const int last = m_steps[std::max<std::size_t>(m_next, 1) - 1].first;
         const QString lines = m_lines.mid(0, last + 1).mid(std::max(last - 3, 0)).join('\n');
@@ -274,6 +263,6 @@ private:
 TEST(Scenario, Runs)
 {
     const QString file = QCoreApplication::arguments().last();
-    ASSERT_NE(readFile(file.toStdString()), "") << file.toStdString();
+    ASSERT_NE(readFile(file.toStdString()), "") << "Name a scenario: kyvisa_tests --gtest_filter=Scenario.* FILE";
     Scenario(file).run();
 }
