@@ -14,7 +14,6 @@ namespace
 
 constexpr int waitAtMost = 30000; // milliseconds
 const char* const settingsFile = "../Kyvane&Yollet/KyVisaConfigure.conf";
-
 using Text = const QString&;
 
 std::unique_ptr<gui::MainWindow> mainWindow;
@@ -190,15 +189,7 @@ bool isReady()
 class Scenario : public QObject
 {
 public:
-    explicit Scenario(Text file) : m_file(file.toStdString())
-    {
-        for (int line = 0; line < m_lines.size(); ++line)
-        {
-            const QString& text = m_lines[line];
-            for (const QString& step : text.isEmpty() || text[0] == '#' ? QStringList() : text.split("; "))
-                m_steps.emplace_back(line, step);
-        }
-    }
+    explicit Scenario(Text file) : m_file(file.toStdString()) {}
 
     /// Runs the steps up to the first one that fails, which fails the GoogleTest case.
     void run()
@@ -212,26 +203,30 @@ public:
 private:
     void step()
     {
-        if (m_next == m_steps.size())
+        while (m_steps.isEmpty() && m_line < m_lines.size())
+            m_steps = QString(m_lines[m_line++]).remove(QRegExp("^#.*")).split("; ", Qt::SkipEmptyParts);
+        if (m_steps.isEmpty())
             return QCoreApplication::quit(); // ends the loops of open dialogs, too
         // A step that opens a dialog returns when the dialog is closed: those in between run in the dialog's own loop.
         QTimer::singleShot(1, this, &Scenario::step);
         try
         {
             if (isReady())
-                runNext();
+                run(m_steps.takeFirst());
             else
-                require(!m_deadline.hasExpired(), "the step after this line has no window that is ready");
+                require(!m_deadline.hasExpired(), "no window is ready for " + m_steps.first());
         }
         catch (const std::exception& failure)
         {
-            fail(failure.what());
+            const QString lines = m_lines.mid(0, m_line).mid(std::max(m_line - 4, 0)).join('\n');
+            ADD_FAILURE_AT(m_file.c_str(), m_line) << lines.toStdString() << "\n" << failure.what();
+            m_steps.clear();
+            m_line = m_lines.size();
         }
     }
 
-    void runNext()
+    void run(Text text)
     {
-        const QString text = m_steps[m_next++].second;
         m_deadline.setRemainingTime(waitAtMost);
         const QString step = text.section(" -> ", 0, 0), expected = text.section(" -> ", 1);
         const QString name = step.section(' ', 0, 0), rest = step.section(' ', 1);
@@ -243,18 +238,10 @@ private:
         require(actual == expected, "expected: " + expected + "\nactual:   " + actual);
     }
 
-    void fail(Text reason)
-    {
-        const int last = m_steps[std::max<std::size_t>(m_next, 1) - 1].first;
-        const QString lines = m_lines.mid(0, last + 1).mid(std::max(last - 3, 0)).join('\n');
-        ADD_FAILURE_AT(m_file.c_str(), last + 1) << lines.toStdString() << "\n" << reason.toStdString();
-        m_next = m_steps.size();
-    }
-
     const std::string m_file;
     const QStringList m_lines = QString::fromStdString(readFile(m_file)).split('\n');
-    std::vector<std::pair<int, QString>> m_steps; ///< with the indexes of their lines
-    std::size_t m_next = 0;
+    int m_line = 0;      ///< that of the steps, from 1
+    QStringList m_steps; ///< of that line, which are still to come
     QDeadlineTimer m_deadline{waitAtMost};
 };
 
