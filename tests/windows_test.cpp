@@ -175,7 +175,7 @@ TEST(ResourceDialog, WaitsVisiblyForTheSearchOfTheWindow)
         writeFile("gate", "");
     });
     dialog.show();
-    EXPECT_TRUE(waits);
+    EXPECT_TRUE(waits) << "the dialog was not waiting, or did not show it";
     EXPECT_EQ(QGuiApplication::overrideCursor(), nullptr);
     builtBefore.show();
     builtMeanwhile.show();
