@@ -210,7 +210,9 @@ TEST(SerialPage, ShowsWhatItsListsDoNotHave)
     EXPECT_EQ(libraryLog().section("viFindRsrc", 0, 0).toStdString(),
               "viOpenDefaultRM\nviSetAttribute 1 0xf9c0002 0\n");
     dialog.ports.setCurrentIndex(1);
-    EXPECT_EQ(dialog.findChild<QComboBox*>("comboBoxKyBaudrate")->currentIndex(), 0);
+    const auto& rates = *dialog.findChild<QComboBox*>("comboBoxKyBaudrate");
+    EXPECT_EQ(rates.currentIndex(), 0);
+    EXPECT_EQ(rates.count(), 17);
     dialog.accept();
     EXPECT_EQ(model.m_serialProperties,
               (KyVisa::SerialPropertiesMap{{1, {}}, {7, {1, 2, 3, 4, 5}}, {20, {250000, 5, 255, 255, 6}}}));
