@@ -86,7 +86,7 @@ std::vector<std::string> findResources(const ResourceExpression& expression, con
         }
     };
     ask("serial ports", "ASRL", serialPortResources);
-    ask("USB instruments", "USB0::0x", usbInstrumentResources);
+    ask("USB instruments", "USB0::", usbInstrumentResources);
     ask("LAN instruments", "TCPIP0::", [&] { return networkInstrumentResources(settings); });
     return resources;
 }

@@ -129,7 +129,7 @@ TEST(StandIn, TracesWhatASearchAsks)
               "kyvisa: serial port ttyS1: skipped, the kernel knows no hardware behind it\n"
               "kyvisa: serial port ptmx: skipped, the kernel knows no hardware behind it\n"
               "kyvisa: serial ports: found 4 in N ms\n"
-              "kyvisa: USB instruments: skipped, no name that begins with USB0::0x is asked for\n"
+              "kyvisa: USB instruments: skipped, no name that begins with USB0:: is asked for\n"
               "kyvisa: LAN instruments: none in N ms: the system bus: No such file or directory\n");
 }
 
