@@ -1,136 +1,283 @@
 // SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
 // SPDX-License-Identifier: MIT
 
-// Runs on the stand-in libkyvisa.so itself.
+// Runs on the stand-in libkyvisa.so itself and on the devices of stand-in/on-bench.
 
-#include "StandInAnswers.h"
 #include "World.h"
 #include "stand-in/ResourceExpression.h"
-#include "stand-in/ResourceName.h"
 #include "stand-in/UsbInstruments.h"
 #include "visa/visa.h"
 
-#include <QRegularExpression>
-
 #include <array>
 #include <atomic>
-#include <functional>
-#include <map>
+#include <cstdlib>
+#include <regex>
+#include <sstream>
 #include <thread>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
+
+using namespace ::testing;
+using standin::ResourceExpression;
 
 namespace
 {
 
-using namespace standin;
 using Text = std::array<ViChar, VI_FIND_BUFLEN>;
 
-/// Makes a VISA call. The first word is its name without "vi". Returns the status and each result that is neither 0 nor
-/// empty. "-" as a name is a null pointer; as the last word it makes the pointers to the results null.
-std::vector<std::string> visaCall(const QStringList& words)
+class Bench : public Environment
 {
-    const ViObject object = words.value(1).toUInt();
-    const QByteArray word = words.value(2).toLatin1();
-    const char* name = word == "-" ? nullptr : word.data();
-    const ViUInt32 code = word.toUInt(nullptr, 16);
-    ViObject opened = words[0] == "Open" ? object : VI_NULL; // to be overwritten
-    ViUInt32 number = 0;
-    std::array<ViUInt16, 2> interface = {};
-    ViUInt16 *type = interface.data(), *board = &interface[1];
-    std::array<Text, 3> text = {};
-    const bool hasPlaces = words.last() != "-";
-    ViUInt32 *handle = hasPlaces ? &opened : nullptr, *count = hasPlaces ? &number : nullptr;
-    ViChar* last = hasPlaces ? text[2].data() : nullptr;
-    const std::map<QString, std::function<ViStatus()>> calls = {
-        {"OpenDefaultRM", [&] { return viOpenDefaultRM(handle); }},
-        {"SetAttribute", [&] { return viSetAttribute(object, code, words.value(3).toULongLong()); }},
-        {"GetNumber", [&] { return viGetAttribute(object, code, count); }},
-        {"GetText", [&] { return viGetAttribute(object, code, last); }},
-        {"FindRsrc", [&] { return viFindRsrc(object, name, handle, count, last); }},
-        {"FindNext", [&] { return viFindNext(object, last); }},
-        {"ParseRsrc", [&] { return viParseRsrc(object, name, type, board); }},
-        {"ParseRsrcEx", [&] { return viParseRsrcEx(object, name, type, board, text[0].data(), text[1].data(), last); }},
-        {"Open", [&] { return viOpen(object, name, 0, 0, handle); }},
-        {"StatusDesc", [&] { return viStatusDesc(object, static_cast<ViStatus>(code), last); }},
-        {"Close", [&] { return viClose(object); }},
-    };
-    const auto status = static_cast<std::uint32_t>(calls.at(words[0])());
-    std::vector<std::string> results = {QString::number(status, 16).toUpper().toStdString()};
-    for (const std::uint32_t each : {opened, number, std::uint32_t{interface[0]}, std::uint32_t{interface[1]}})
-        results.push_back(each == 0 ? "" : std::to_string(each));
-    results.insert(results.end(), {text[0].data(), text[1].data(), text[2].data()});
-    return results;
+    void SetUp() override
+    {
+        ::setenv("KYVISA_STAND_IN_TRACE", "1", 1);
+        if (std::getenv("UMOCKDEV_DIR") == nullptr)
+            std::exit(std::puts("Run it by tests/stand-in/on-bench, which mocks devices."));
+    }
+};
+
+const auto* const bench = AddGlobalTestEnvironment(new Bench);
+
+std::string description(ViStatus status)
+{
+    Text text = {};
+    viStatusDesc(VI_NULL, status, text.data());
+    return text.data();
 }
 
-/// What a function returns for the last word, "conf" and the lines of a new visa.conf, or a VISA call.
-std::vector<std::string> answer(const QStringList& words)
+/// A failure prints the texts of both statuses.
+MATCHER_P(Means, status, description(status))
 {
-    const std::string first = words.value(1).toStdString(), last = words.last().toLatin1().toStdString();
-    const std::map<QString, std::function<std::string()>> functions = {
-        {"Matches", [&] { return ResourceExpression(first).matches(last) ? last : ""; }},
-        {"Expand", [&] { return parseResourceName(last).value_or(ParsedResource()).expandedName; }},
-        {"SerialNumber", [&] { return serialNumberField(last); }},
-        {"conf", [&] { return writeConfiguration(last), ""; }},
-    };
-    const auto function = functions.find(words[0]);
-    return function == functions.end() ? visaCall(words) : std::vector{function->second()};
+    *result_listener << description(arg);
+    return arg == status;
 }
 
-QByteArray decoded(const QString& text)
+ViSession openSession()
 {
-    const QByteArray once = QByteArray::fromPercentEncoding(text.section('@', 0, 0).toLatin1());
-    return once + once.right(1).repeated(text.section('@', 1).toInt() - 1);
+    ViSession session = VI_NULL;
+    viOpenDefaultRM(&session);
+    return session;
+}
+
+ViStatus search(ViSession session, const char* expression)
+{
+    return viFindRsrc(session, expression, nullptr, nullptr, nullptr);
+}
+
+ViUInt32 number(ViSession session, ViAttr attribute)
+{
+    ViUInt32 value = 0;
+    viGetAttribute(session, attribute, &value);
+    return value;
+}
+
+/// The resource that a name stands for, with its alias. Empty for what is no name.
+std::string resolve(const std::string& name)
+{
+    Text resource = {};
+    Text alias = {};
+    viParseRsrcEx(openSession(), name.c_str(), nullptr, nullptr, nullptr, resource.data(), alias.data());
+    return resource.data() + (alias[0] == 0 ? std::string() : std::string(" alias ") + alias.data());
+}
+
+/// All names that a search lists.
+std::vector<std::string> find(ViSession session, const char* expression)
+{
+    ViFindList list = VI_NULL;
+    ViUInt32 count = 0;
+    Text name = {};
+    std::vector<std::string> names;
+    for (ViStatus status = viFindRsrc(session, expression, &list, &count, name.data()); status == VI_SUCCESS;
+         status = viFindNext(list, name.data()))
+        names.emplace_back(name.data());
+    EXPECT_EQ(names.size(), count);
+    return names;
+}
+
+/// What a search writes to standard error, without times.
+std::string traceOfSearch(ViSession session, const char* expression)
+{
+    internal::CaptureStderr();
+    search(session, expression);
+    return std::regex_replace(internal::GetCapturedStderr(), std::regex("kyvisa: |\\d+ (?=ms)"), "");
 }
 
 } // namespace
 
-void expectAnswers(const std::string& file, std::vector<std::string> (*answer)(const QStringList& call))
+TEST(StandIn, FindsWhatMatches)
 {
-    const QString lines = QString::fromStdString(readFile(file));
-    ASSERT_FALSE(lines.isEmpty()) << file;
-    for (const QString& line : lines.split('\n').filter(QRegularExpression("^[^#]")))
+    const ViSession session = openSession();
+    EXPECT_THAT(find(session, "asrl1?*"), ElementsAre("ASRL1::INSTR"));
+    EXPECT_THAT(find(session, "usb0::0x0957?*"),
+                ElementsAre("USB0::0x0957::0x2A18::PORT-1-2::0::INSTR", "USB0::0x0957::0x2A18::PORT-1-2::26::INSTR"));
+    EXPECT_THAT(search(session, std::string(4096, '?').c_str()), Means(VI_ERROR_RSRC_NFOUND));
+    EXPECT_THAT(search(session, std::string(4097, '?').c_str()), Means(VI_ERROR_INV_EXPR));
+}
+
+TEST(StandIn, RefusesMalformedExpressions)
+{
+    for (const char* expression : {"*", "A**", "A[", "];A", "(A", "A)", "A\\", "A}", "A{VI_ATTR}", "A[3-1]"})
+        EXPECT_THAT(search(openSession(), expression), Means(VI_ERROR_INV_EXPR)) << expression;
+}
+
+TEST(StandIn, MatchesWholeNamesInAnyLetterCase)
+{
+    // An expression, a name that it matches, and one that it does not.
+    std::istringstream rows(R"(
+        ASRL?*      asrl1       XASRL1
+        A?C         A?C         ABCC
+        A.C|A$^C    A$^C        ABC
+        A\?C|A[\]]C A]C         ABC
+        A[^13]C     A2C         A1C
+        A[6-8]D     A7D         A-D
+        ab*C|DB+E   ABBC        DE
+        A(12|3)+C   A312C       AC)");
+    for (std::string expression, matching, other; rows >> expression >> matching >> other;)
     {
-        const QString call = line.section(" ->", 0, 0);
-        const QString choices = call.split(' ').filter(";").value(0);
-        std::string answers;
-        for (const QString& choice : choices.split(';'))
-        {
-            QStringList words = QString(call).replace(choices, choice).split(' ');
-            for (QString& word : words)
-                word = QString::fromLatin1(decoded(word));
-            for (const std::string& each : answer(words))
-                answers += (answers.empty() || each.empty() ? "" : " ") + each;
-        }
-        EXPECT_EQ(answers, decoded(line.section("->", 1).trimmed()).toStdString()) << line.toStdString();
+        EXPECT_TRUE(ResourceExpression(expression).matches(matching)) << expression << " does not match " << matching;
+        EXPECT_FALSE(ResourceExpression(expression).matches(other)) << expression << " matches " << other;
     }
+    EXPECT_TRUE(ResourceExpression("A?C").matches("A\nC"));
 }
 
-TEST(StandIn, AnswersCalls)
+TEST(StandIn, AsksOnlyWhereAnAnswerCanBe)
 {
-    expectAnswers(std::getenv("CALLS"), answer);
+    EXPECT_EQ(traceOfSearch(openSession(), "ASRL?*|TCPIP?*"),
+              "serial port ASRL1::INSTR: /dev/ttyUSB0\n"
+              "serial port ASRL2::INSTR: /dev/ttyS0\n"
+              "serial port ttyS1: skipped, the kernel knows no hardware behind it\n"
+              "serial port ptmx: skipped, the kernel knows no hardware behind it\n"
+              "serial ports: found 2 in ms\n"
+              "USB instruments: skipped, no name that begins with USB0:: is asked for\n"
+              "LAN instruments: none in ms: the system bus: No such file or directory\n");
+    EXPECT_EQ(traceOfSearch(openSession(), "USB?*"),
+              "serial ports: skipped, no name that begins with ASRL is asked for\n"
+              "USB instruments: found 7 in ms\n"
+              "LAN instruments: skipped, no name that begins with TCPIP0:: is asked for\n");
 }
 
-TEST(StandIn, TracesWhatASearchAsks)
+TEST(StandIn, ClosesTheListsOfASession)
 {
-    qputenv("KYVISA_STAND_IN_TRACE", "1");
-    qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=none");
-    ViSession session = VI_NULL;
+    const ViSession session = openSession();
+    ViFindList list = VI_NULL;
+    ViFindList othersList = VI_NULL;
+    viFindRsrc(session, "?*", &list, nullptr, nullptr);
+    viFindRsrc(openSession(), "?*", &othersList, nullptr, nullptr);
+    EXPECT_THAT(viClose(session), Means(VI_SUCCESS));
+    EXPECT_THAT(viFindNext(list, nullptr), Means(VI_ERROR_INV_OBJECT));
+    EXPECT_THAT(viFindNext(othersList, nullptr), Means(VI_SUCCESS));
+    EXPECT_THAT(viClose(othersList), Means(VI_SUCCESS));
+    EXPECT_GT(openSession(), othersList); // handles are never reused
+}
+
+TEST(StandIn, RefusesAClosedSession)
+{
+    const ViSession closed = openSession();
+    viClose(closed);
+    EXPECT_THAT(search(closed, "?*"), Means(VI_ERROR_INV_OBJECT));
+    EXPECT_THAT(viSetAttribute(closed, KYVISA_ATTR_SEARCH_TIME, 1), Means(VI_ERROR_INV_OBJECT));
+    EXPECT_THAT(viClose(closed), Means(VI_ERROR_INV_OBJECT));
+}
+
+TEST(StandIn, KeepsTheSettingsOfEachSession)
+{
+    const ViSession session = openSession();
+    EXPECT_THAT(viSetAttribute(session, KYVISA_ATTR_NETWORK_SEARCHES, 3), Means(VI_SUCCESS));
+    EXPECT_THAT(viSetAttribute(session, KYVISA_ATTR_SEARCH_TIME, 4294967295), Means(VI_SUCCESS));
+    EXPECT_EQ(number(session, KYVISA_ATTR_SEARCH_TIME), 4294967295U);
+    EXPECT_EQ(number(openSession(), KYVISA_ATTR_SEARCH_TIME), 1000U);
+    EXPECT_EQ(number(openSession(), KYVISA_ATTR_NETWORK_SEARCHES), 7U);
+}
+
+TEST(StandIn, RefusesSettings)
+{
+    const ViSession session = openSession();
+    EXPECT_THAT(viSetAttribute(session, KYVISA_ATTR_NETWORK_SEARCHES, 8), Means(VI_ERROR_NSUP_ATTR_STATE));
+    EXPECT_THAT(viSetAttribute(session, KYVISA_ATTR_SEARCH_TIME, 4294967296), Means(VI_ERROR_NSUP_ATTR_STATE));
+    EXPECT_THAT(viSetAttribute(session, VI_ATTR_RSRC_MANF_ID, 1), Means(VI_ERROR_ATTR_READONLY));
+}
+
+TEST(StandIn, SaysWhoMadeIt)
+{
+    writeConfiguration(":Provider=4086");
+    EXPECT_EQ(number(openSession(), VI_ATTR_RSRC_MANF_ID), 4086U);
     Text name = {};
-    viOpenDefaultRM(&session);
-    testing::internal::CaptureStderr();
-    viFindRsrc(session, "ASRL?*|TCPIP?*", nullptr, nullptr, name.data());
-    QString trace = QString::fromStdString(testing::internal::GetCapturedStderr());
-    EXPECT_EQ(trace.replace(QRegularExpression("\\d+ ms"), "N ms").toStdString(),
-              "kyvisa: serial port ASRL1::INSTR: /dev/ttyACM0\n"
-              "kyvisa: serial port ASRL2::INSTR: /dev/ttyUSB10\n"
-              "kyvisa: serial port ASRL3::INSTR: /dev/ttyUSB9\n"
-              "kyvisa: serial port ASRL4::INSTR: /dev/ttyS0\n"
-              "kyvisa: serial port ttyS1: skipped, the kernel knows no hardware behind it\n"
-              "kyvisa: serial port ptmx: skipped, the kernel knows no hardware behind it\n"
-              "kyvisa: serial ports: found 4 in N ms\n"
-              "kyvisa: USB instruments: skipped, no name that begins with USB0:: is asked for\n"
-              "kyvisa: LAN instruments: none in N ms: the system bus: No such file or directory\n");
+    viGetAttribute(openSession(), VI_ATTR_RSRC_MANF_NAME, name.data());
+    EXPECT_STREQ(name.data(), "Kyvane & Yollet");
+    EXPECT_THAT(viOpen(openSession(), "ASRL1", 0, 0, nullptr), Means(VI_ERROR_NSUP_OPER));
+}
+
+TEST(StandIn, DescribesStatuses)
+{
+    EXPECT_EQ(description(VI_ERROR_TMO), "Timeout expired before operation completed.");
+    EXPECT_THAT(viStatusDesc(VI_NULL, -1, nullptr), Means(VI_WARN_UNKNOWN_STATUS));
+}
+
+TEST(StandIn, ParsesNames)
+{
+    ViUInt16 type = 0;
+    ViUInt16 board = 0;
+    viParseRsrc(openSession(), "tcpip2::h", &type, &board);
+    EXPECT_EQ(type, VI_INTF_TCPIP);
+    EXPECT_EQ(board, 2);
+}
+
+TEST(StandIn, CompletesNames)
+{
+    std::istringstream rows(R"(
+        asrl12::instr               ASRL12::INSTR
+        asrl/dev/ttyUSB0            ASRL/dev/ttyUSB0::INSTR
+        GPIB::30::0::INSTR          GPIB0::30::0::INSTR
+        TCPIP::h::COM1,488          TCPIP0::h::COM1,488::INSTR
+        TCPIP::h::usb0[1::2::S]     TCPIP0::h::usb0[1::2::S]::INSTR
+        TCPIP::h::hislip0,4880      TCPIP0::h::hislip0::INSTR
+        TCPIP::h::hislip0,1         TCPIP0::h::hislip0,1::INSTR
+        TCPIP::[FE80::1%eth0]       TCPIP0::[FE80::1%eth0]::inst0::INSTR
+        TCPIP::h::65535::socket     TCPIP0::h::65535::SOCKET
+        usb::0x1ab1::0X588::a-1     USB0::0x1AB1::0x0588::a-1::INSTR
+        USB::65535::0::A[1::1       USB0::0xFFFF::0x0000::A[1::1::INSTR)");
+    for (std::string name, complete; rows >> name >> complete;)
+        EXPECT_EQ(resolve(name), complete) << name;
+}
+
+TEST(StandIn, RefusesNames)
+{
+    std::istringstream names("SCOPE XASRL1 ASRL65536 ASRL1::SOCKET ASRL1::1 GPIB::INSTR GPIB::31 GPIB::1::2::3 "
+                             "TCPIP TCPIP:: TCPIP::h::inst0::x TCPIP::h::5025 TCPIP::fe80::1 TCPIP::[scope] "
+                             "TCPIP::h::usb[ TCPIP::h::hislip0,0 TCPIP::h::SOCKET TCPIP::::1::SOCKET "
+                             "TCPIP::h::0::SOCKET TCPIP::h::65536::SOCKET TCPIP::h::1::2::SOCKET "
+                             "USB::65536::1::S USB::1::0x12345::S USB::1::1 USB::1::1::::INSTR USB::1::1::S::x");
+    for (std::string name; names >> name;)
+        EXPECT_EQ(resolve(name), "") << name;
+    // The complete name must fit into a buffer as well.
+    EXPECT_NE(resolve("TCPIP::" + std::string(233, 'h')), "");
+    EXPECT_EQ(resolve("TCPIP::" + std::string(234, 'h')), "");
+}
+
+TEST(StandIn, KnowsAnAliasOnceTheFileHasIt)
+{
+    EXPECT_EQ(resolve("scope"), "");
+    writeConfiguration("scope=TCPIP::lab1\nMETER=usb::0x1ab1::0x588::a\ndso=TCPIP::lab1");
+    EXPECT_EQ(resolve("Scope"), "TCPIP0::lab1::inst0::INSTR alias SCOPE");
+    EXPECT_EQ(resolve("tcpip::LAB1"), "TCPIP0::LAB1::inst0::INSTR alias DSO"); // the first in order
+    EXPECT_EQ(resolve("USB::6833::1416::A"), "USB0::0x1AB1::0x0588::A::INSTR alias METER");
+}
+
+TEST(StandIn, MakesSerialNumbersFit)
+{
+    EXPECT_EQ(standin::serialNumberField("\t DS1-a.b_9zZ\r\n"), "DS1-a.b_9zZ");
+    EXPECT_EQ(standin::serialNumberField("A B::#*\xE4;"), "A_B______");
+    EXPECT_EQ(standin::serialNumberField("  "), "");
+    EXPECT_EQ(standin::serialNumberField(std::string(129, 'x')), std::string(128, 'x'));
+}
+
+// Runs beside the daemon that stand-in/on-network starts.
+TEST(StandIn, DISABLED_FindsWhatADaemonKnows)
+{
+    const ViSession session = openSession();
+    viSetAttribute(session, KYVISA_ATTR_SEARCH_TIME, 3600000);
+    EXPECT_THAT(find(session, "TCPIP?*"), SizeIs(142));
+    viSetAttribute(session, KYVISA_ATTR_NETWORK_SEARCHES, 2);
+    EXPECT_THAT(find(session, "TCPIP?*"), ElementsAre("TCPIP0::10.77.0.2::hislip0,4881::INSTR"));
 }
 
 TEST(StandIn, BearsEightThreadsThatUseWhatOthersChange)
@@ -167,4 +314,13 @@ TEST(StandIn, BearsEightThreadsThatUseWhatOthersChange)
     for (std::thread& thread : threads)
         thread.join();
     EXPECT_EQ(viClose(shared), VI_SUCCESS);
+}
+
+// The last one, because later searches would ask the deaf bus as well.
+TEST(StandIn, WaitsForADeafBusUntilTheTimeIsOver)
+{
+    ::setenv("DBUS_SYSTEM_BUS_ADDRESS", "unixexec:path=/bin/sleep,argv1=60", 1);
+    const ViSession session = openSession();
+    viSetAttribute(session, KYVISA_ATTR_SEARCH_TIME, 1);
+    EXPECT_THAT(traceOfSearch(session, "TCPIP?*"), HasSubstr("ended with 3 types and 0 services unanswered: Timer"));
 }
