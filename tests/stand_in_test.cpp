@@ -216,8 +216,8 @@ TEST(StandIn, ParsesNames)
 {
     ViUInt16 type = 0;
     ViUInt16 board = 0;
-    viParseRsrc(openSession(), "tcpip2::h", &type, &board);
-    EXPECT_EQ(type, VI_INTF_TCPIP);
+    viParseRsrc(openSession(), "gpib2::5", &type, &board);
+    EXPECT_EQ(type, VI_INTF_GPIB);
     EXPECT_EQ(board, 2);
 }
 
