@@ -186,6 +186,7 @@ TEST(ResourceDialog, WaitsVisiblyForTheSearchOfTheWindow)
     dialog.refresh.click();
     QCoreApplication::processEvents();
     EXPECT_EQ(libraryLog().count("viFindRsrc"), 2);
+    dialog.list.model()->disconnect(&dialog); // Its destructor resets the model, too.
 }
 
 TEST(ResourceDialog, TakesTheItemThatIsClickedTwice)
