@@ -87,8 +87,9 @@ bool ResourceExpression::mayMatchAfter(const std::string& beginning) const
 {
     std::string first;
     std::string last;
-    const bool isLimited = m_pattern.PossibleMatchRange(&first, &last, static_cast<int>(beginning.size()) + 1);
-    return !isLimited || (first <= beginning + '\xFF' && beginning <= last);
+    const std::string asked = KyVisa::ModernConfigurationFile::upperCase(beginning);
+    const bool isLimited = m_pattern.PossibleMatchRange(&first, &last, static_cast<int>(asked.size()) + 1);
+    return !isLimited || (first <= asked + '\xFF' && asked <= last);
 }
 
 } // namespace standin

@@ -23,7 +23,7 @@ public:
     /// Returns false for a malformed expression.
     [[nodiscard]] bool isValid() const;
     [[nodiscard]] bool matches(const std::string& name) const;
-    /// Returns false only if no name with this upper-case beginning can match.
+    /// Returns false only if no name with this beginning can match.
     [[nodiscard]] bool mayMatchAfter(const std::string& beginning) const;
 
 private:
