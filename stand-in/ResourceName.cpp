@@ -3,7 +3,6 @@
 
 #include "ResourceName.h"
 
-#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdio>
@@ -25,17 +24,15 @@ using Fields = std::vector<std::string>;
 Fields split(const std::string& name)
 {
     Fields fields(1);
-    bool isInBrackets = false;
-    for (std::size_t at = 0; at < name.size(); ++at)
+    for (std::size_t at = 0, length = 0; at < name.size(); at += length)
     {
-        isInBrackets =
-            name[at] != ']' && (isInBrackets || (name[at] == '[' && name.find(']', at) != std::string::npos));
-        const bool isSeparator = !isInBrackets && name.compare(at, 2, "::") == 0;
+        const bool isSeparator = name.compare(at, 2, "::") == 0;
+        const std::size_t end = name[at] == '[' ? name.find(']', at) : at;
+        length = isSeparator ? 2 : end == std::string::npos ? 1 : end + 1 - at;
         if (isSeparator)
             fields.emplace_back();
         else
-            fields.back() += name[at];
-        at += isSeparator ? 1 : 0;
+            fields.back().append(name, at, length);
     }
     return fields;
 }
@@ -55,28 +52,37 @@ std::optional<ViUInt16> toNumber(const std::string& text, int base = 10)
     return error == std::errc() && parsed == end ? std::optional(number) : std::nullopt;
 }
 
-// Each complete function checks the fields between board and class, and changes them to the form of a found name.
+// Each complete function checks fields between board and class, and changes them to the form of a found name.
+
+bool completeNumber(std::string& field, int least, int most = 65535)
+{
+    const std::optional<ViUInt16> number = toNumber(field);
+    field = std::to_string(number.value_or(0));
+    return number && *number >= least && *number <= most;
+}
 
 bool completeGpib(Fields& fields)
 {
-    const auto isAddress = [](const std::string& field) { return toNumber(field).value_or(31) <= 30; };
-    return (fields.size() == 1 || fields.size() == 2) && std::all_of(fields.begin(), fields.end(), isAddress);
+    return (fields.size() == 1 || fields.size() == 2) && completeNumber(fields.front(), 0, 30) &&
+           completeNumber(fields.back(), 0, 30);
 }
 
 bool completeUsbId(std::string& id)
 {
     const bool isHexadecimal = isSame(id.substr(0, 2), "0x");
     const std::optional<ViUInt16> number = isHexadecimal ? toNumber(id.substr(2), 16) : toNumber(id);
+    if (!number)
+        return false;
     std::array<char, sizeof "0xFFFF"> text = {};
-    static_cast<void>(std::snprintf(text.data(), text.size(), "0x%04X", number.value_or(0)));
+    static_cast<void>(std::snprintf(text.data(), text.size(), "0x%04X", *number));
     id = text.data();
-    return number.has_value();
+    return true;
 }
 
 bool completeUsb(Fields& fields)
 {
     static const auto& serialNumber = *new const re2::RE2("[ -9;-~]+");
-    return (fields.size() == 3 || (fields.size() == 4 && toNumber(fields[3]))) && completeUsbId(fields[0]) &&
+    return (fields.size() == 3 || (fields.size() == 4 && completeNumber(fields[3], 0))) && completeUsbId(fields[0]) &&
            completeUsbId(fields[1]) && re2::RE2::FullMatch(fields[2], serialNumber);
 }
 
@@ -86,24 +92,19 @@ bool isHost(const std::string& field)
     return re2::RE2::FullMatch(field, host);
 }
 
-bool isPort(const std::string& field)
-{
-    return toNumber(field).value_or(0) != 0;
-}
-
+/// A HiSLIP device loses its default port. Any other device is free text.
 bool completeDevice(std::string& device)
 {
     static const auto& hiSlipWithPort = *new const re2::RE2(R"((?i)(hislip\d+),(\d+))");
     static const auto& freeText = *new const re2::RE2(R"((?:[ -9;-Z^-~]|\[[ -Z^-~]*\])+)");
     std::string hiSlip;
     std::string port;
-    if (re2::RE2::FullMatch(device, hiSlipWithPort, &hiSlip, &port))
-    {
-        device = port == "4880" ? hiSlip : device; // the default
-        return isPort(port);
-    }
     // A number alone is no device: it is the port of a socket without its class, or from an IPv6 host without brackets.
-    return re2::RE2::FullMatch(device, freeText) && device.find_first_not_of("0123456789") != std::string::npos;
+    if (!re2::RE2::FullMatch(device, hiSlipWithPort, &hiSlip, &port))
+        return re2::RE2::FullMatch(device, freeText) && device.find_first_not_of("0123456789") != std::string::npos;
+    const bool isComplete = completeNumber(port, 1);
+    device = port == "4880" ? hiSlip : hiSlip + "," + port;
+    return isComplete;
 }
 
 bool completeInstrument(Fields& fields)
@@ -115,7 +116,7 @@ bool completeInstrument(Fields& fields)
 
 bool completeSocket(Fields& fields)
 {
-    return fields.size() == 2 && isHost(fields[0]) && isPort(fields[1]);
+    return fields.size() == 2 && isHost(fields[0]) && completeNumber(fields[1], 1);
 }
 
 struct Kind
@@ -139,11 +140,15 @@ constexpr std::array<Kind, 5> kinds = {{
 std::optional<ParsedResource> parseResourceName(const std::string& name)
 {
     static const auto& devicePath = *new const re2::RE2("/[!-~]+");
-    Fields fields = name.size() < VI_FIND_BUFLEN ? split(name) : Fields(1); // a longer name is not valid
+    static const auto& blankAtEndOfField = *new const re2::RE2(":: | ::| $");
+    static const auto& classWord = *new const re2::RE2("(?i)INSTR|SOCKET|RAW|INTFC|SERVANT|MEMACC|BACKPLANE");
+    if (name.size() >= VI_FIND_BUFLEN || re2::RE2::PartialMatch(name, blankAtEndOfField))
+        return std::nullopt;
+    Fields fields = split(name);
     const std::string first = fields.front();
     fields.erase(fields.begin());
     std::string resourceClass = "INSTR";
-    if (!fields.empty() && (isSame(fields.back(), "INSTR") || isSame(fields.back(), "SOCKET")))
+    if (!fields.empty() && re2::RE2::FullMatch(fields.back(), classWord))
     {
         resourceClass = fields.back();
         fields.pop_back();

@@ -22,7 +22,8 @@ struct ParsedResource
 
 /// Parses the name of a serial, GPIB, TCP/IP or USB resource, with keywords in any letter case. The expanded name is
 /// the same for all spellings that VISA permits: it has board, LAN device and class, no default HiSLIP port, USB IDs as
-/// 0x0588, and keywords in upper case.
+/// 0x0588, no leading zeros, and keywords in upper case. Only the USB interface 0, which is the default, stays if
+/// given.
 ///
 /// Returns nothing for other names, and if the expanded name does not fit into VI_FIND_BUFLEN. Boards and USB IDs
 /// are 0 to 65535, ports 1 to 65535, GPIB addresses 0 to 30. Any thread may call.

@@ -226,13 +226,14 @@ TEST(StandIn, CompletesNames)
     std::istringstream rows(R"(
         asrl12::instr               ASRL12::INSTR
         asrl/dev/ttyUSB0            ASRL/dev/ttyUSB0::INSTR
-        GPIB::30::0::INSTR          GPIB0::30::0::INSTR
+        GPIB::30::00::INSTR         GPIB0::30::0::INSTR
+        ASRL/dev/x[1::INSTR         ASRL/dev/x[1::INSTR
         TCPIP::h::COM1,488          TCPIP0::h::COM1,488::INSTR
         TCPIP::h::usb0[1::2::S]     TCPIP0::h::usb0[1::2::S]::INSTR
-        TCPIP::h::hislip0,4880      TCPIP0::h::hislip0::INSTR
+        TCPIP::h::hislip0,04880     TCPIP0::h::hislip0::INSTR
         TCPIP::h::hislip0,1         TCPIP0::h::hislip0,1::INSTR
         TCPIP::[FE80::1%eth0]       TCPIP0::[FE80::1%eth0]::inst0::INSTR
-        TCPIP::h::65535::socket     TCPIP0::h::65535::SOCKET
+        TCPIP::h::065535::socket    TCPIP0::h::65535::SOCKET
         usb::0x1ab1::0X588::a-1     USB0::0x1AB1::0x0588::a-1::INSTR
         USB::65535::0::A[1::1       USB0::0xFFFF::0x0000::A[1::1::INSTR)");
     for (std::string name, complete; rows >> name >> complete;)
@@ -245,9 +246,12 @@ TEST(StandIn, RefusesNames)
                              "TCPIP TCPIP:: TCPIP::h::inst0::x TCPIP::h::5025 TCPIP::fe80::1 TCPIP::[scope] "
                              "TCPIP::h::usb[ TCPIP::h::hislip0,0 TCPIP::h::SOCKET TCPIP::::1::SOCKET "
                              "TCPIP::h::0::SOCKET TCPIP::h::65536::SOCKET TCPIP::h::1::2::SOCKET "
-                             "USB::65536::1::S USB::1::0x12345::S USB::1::1 USB::1::1::::INSTR USB::1::1::S::x");
+                             "USB::65536::1::S USB::1::0x12345::S USB::1::1 USB::1::1::::INSTR USB::1::1::S::x "
+                             "TCPIP::h::raw USB::1::1::RAW");
     for (std::string name; names >> name;)
         EXPECT_EQ(resolve(name), "") << name;
+    EXPECT_EQ(resolve("TCPIP::h::INSTR "), "");
+    EXPECT_EQ(resolve("USB::1::1:: S"), "");
     // The complete name must fit into a buffer as well.
     EXPECT_NE(resolve("TCPIP::" + std::string(233, 'h')), "");
     EXPECT_EQ(resolve("TCPIP::" + std::string(234, 'h')), "");
