@@ -7,6 +7,8 @@
 #include "config/ConfigurationFile.h"
 #include "config/ModernConfigurationFile.h"
 
+#include <re2/re2.h>
+
 namespace standin
 {
 
@@ -28,35 +30,39 @@ auto ask(Question question)
 /// Returns the same text for all names of one resource.
 std::string comparable(const std::string& name)
 {
+    static const auto& usbInterface0 = *new const re2::RE2("^(USB[0-9]+::[^:]+::[^:]+::[^:]+)::0::INSTR$");
     const std::optional<ParsedResource> parsed = parseResourceName(name);
-    return KyVisa::ModernConfigurationFile::upperCase(parsed ? parsed->expandedName : name);
+    std::string text = parsed ? parsed->expandedName : name;
+    // A search lists the default interface only if there are several.
+    re2::RE2::Replace(&text, usbInterface0, "\\1::INSTR");
+    return KyVisa::ModernConfigurationFile::upperCase(text);
+}
+
+std::string aliasOf(const std::string& name, const KyVisa::ConfigurationFile& store)
+{
+    std::string alias = KyVisa::ModernConfigurationFile::upperCase(name);
+    if (store.m_aliases.count(alias) != 0)
+        return alias;
+    alias.clear();
+    const std::string wanted = comparable(name);
+    for (const auto& [candidate, resource] : store.m_aliases)
+    {
+        if ((alias.empty() || candidate < alias) && comparable(resource) == wanted)
+            alias = candidate;
+    }
+    return alias;
 }
 
 } // namespace
 
-std::string resourceOf(const std::string& name)
+std::string resourceOf(const std::string& name, std::string* alias)
 {
     return ask([&](const auto& store) {
+        if (alias != nullptr)
+            *alias = aliasOf(name, store);
         std::string resource = name;
         store.replaceAlias(resource);
         return resource;
-    });
-}
-
-std::string aliasOf(const std::string& name)
-{
-    const std::string wanted = comparable(name);
-    return ask([&](const auto& store) {
-        std::string alias = KyVisa::ModernConfigurationFile::upperCase(name);
-        if (store.m_aliases.count(alias) != 0)
-            return alias;
-        alias.clear();
-        for (const auto& [candidate, resource] : store.m_aliases)
-        {
-            if ((alias.empty() || candidate < alias) && comparable(resource) == wanted)
-                alias = candidate;
-        }
-        return alias;
     });
 }
 

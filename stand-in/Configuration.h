@@ -12,11 +12,10 @@ namespace standin
 {
 
 /// Returns the resource string of an alias, in any letter case, or the name itself.
-[[nodiscard]] std::string resourceOf(const std::string& name);
-
-/// Returns the alias of a name: the name itself in upper case if it is one, or else the first alias, in alphabetical
-/// order, of the same resource in any spelling. Empty if there is none.
-[[nodiscard]] std::string aliasOf(const std::string& name);
+///
+/// Stores the alias, if there is a place for it: the name itself in upper case if it is one, or else the first alias,
+/// in alphabetical order, of the same resource in any spelling. Empty if there is none.
+[[nodiscard]] std::string resourceOf(const std::string& name, std::string* alias = nullptr);
 
 /// Returns the provider ID of visa.conf.
 [[nodiscard]] KyVisa::ProviderId provider();

@@ -204,15 +204,16 @@ ViStatus viParseRsrcEx(ViSession resourceManager, ViConstString name, ViUInt16* 
             return VI_ERROR_INV_OBJECT;
         if (name == nullptr)
             return VI_ERROR_INV_RSRC_NAME;
-        const std::optional<ParsedResource> parsed = parseResourceName(resourceOf(name));
+        std::string knownAlias;
+        const std::optional<ParsedResource> parsed =
+            parseResourceName(resourceOf(name, alias == nullptr ? nullptr : &knownAlias));
         if (!parsed)
             return VI_ERROR_INV_RSRC_NAME;
         write(interfaceType, parsed->interfaceType);
         write(interfaceNumber, parsed->interfaceNumber);
         writeText(resourceClass, parsed->resourceClass);
         writeText(expandedName, parsed->expandedName);
-        if (alias != nullptr)
-            writeText(alias, aliasOf(name));
+        writeText(alias, knownAlias);
         return VI_SUCCESS;
     });
 }

@@ -264,6 +264,8 @@ TEST(StandIn, KnowsAnAliasOnceTheFileHasIt)
     EXPECT_EQ(resolve("Scope"), "TCPIP0::lab1::inst0::INSTR alias SCOPE");
     EXPECT_EQ(resolve("tcpip::LAB1"), "TCPIP0::LAB1::inst0::INSTR alias DSO"); // the first in order
     EXPECT_EQ(resolve("USB::6833::1416::A"), "USB0::0x1AB1::0x0588::A::INSTR alias METER");
+    EXPECT_EQ(resolve("USB::6833::1416::a::0"), "USB0::0x1AB1::0x0588::a::0::INSTR alias METER");
+    EXPECT_EQ(resolve("USB::6833::1416::a::1"), "USB0::0x1AB1::0x0588::a::1::INSTR");
 }
 
 TEST(StandIn, MakesSerialNumbersFit)
