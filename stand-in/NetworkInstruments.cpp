@@ -46,10 +46,6 @@ struct BusRelease
 class ServiceSearch
 {
 public:
-    ServiceSearch() = default;
-    ServiceSearch(const ServiceSearch&) = delete;
-    ServiceSearch& operator=(const ServiceSearch&) = delete;
-
     /// Returns what was found when all answers have arrived, or at the deadline.
     [[nodiscard]] std::vector<std::string> run(ViUInt32 searches, Clock::time_point deadline)
     {
@@ -60,11 +56,11 @@ public:
             throw std::system_error(result < 0 ? -result : ENOMEM, std::generic_category(), "the system bus");
         for (const ServiceType& type : serviceTypes)
         {
-            if ((searches & type.search) != 0 && call("ServiceBrowserNew", browsing, "iissu", anyInterfaceOrProtocol,
-                                                      anyInterfaceOrProtocol, type.name, "", 0U))
-                ++m_browsing;
+            if ((searches & type.search) != 0)
+                call(m_browsing, "ServiceBrowserNew", browsing, "iissu", anyInterfaceOrProtocol, anyInterfaceOrProtocol,
+                     type.name, "", 0U);
         }
-        while (!isComplete() && process(deadline))
+        while ((m_browsing != 0 || m_resolving != 0 || m_error != 0) && process(deadline))
             resolveMore();
         return m_services.resources();
     }
@@ -74,7 +70,9 @@ private:
     bool process(Clock::time_point deadline)
     {
         const auto left = std::chrono::ceil<std::chrono::microseconds>(deadline - Clock::now()).count();
-        int result = left > 0 ? sd_bus_process(m_bus.get(), nullptr) : -ETIME;
+        int result = left > 0 ? m_error : -ETIME;
+        if (result == 0)
+            result = sd_bus_process(m_bus.get(), nullptr);
         if (result == 0)
             result = sd_bus_wait(m_bus.get(), static_cast<std::uint64_t>(left));
         if (result >= 0 || result == -EINTR)
@@ -84,19 +82,20 @@ private:
         return false;
     }
 
-    [[nodiscard]] bool isComplete() const { return m_hasFailed || (m_browsing == 0 && m_resolving == 0); }
-
-    /// Sends a call that does not start the daemon. Returns false if that fails.
-    template <typename... Arguments>
-    bool call(const char* method, sd_bus_message_handler_t answered, const char* types, Arguments... arguments)
+    /// Sends a call that does not start the daemon, and counts it. The search ends if that fails.
+    template <typename Count, typename... Arguments>
+    void call(Count& unanswered, const char* method, sd_bus_message_handler_t answered, const char* types,
+              Arguments... arguments)
     {
         sd_bus_message* created = nullptr;
         const int result = sd_bus_message_new_method_call(m_bus.get(), &created, "org.freedesktop.Avahi", "/",
                                                           "org.freedesktop.Avahi.Server", method);
         const std::unique_ptr<sd_bus_message, BusRelease> message(created);
-        return result >= 0 && sd_bus_message_append(created, types, arguments...) >= 0 &&
-               sd_bus_message_set_auto_start(created, 0) >= 0 &&
-               sd_bus_call_async(m_bus.get(), nullptr, created, answered, this, noTimeLimit) >= 0;
+        if (result < 0 || sd_bus_message_append(created, types, arguments...) < 0 ||
+            sd_bus_message_set_auto_start(created, 0) < 0 ||
+            sd_bus_call_async(m_bus.get(), nullptr, created, answered, this, noTimeLimit) < 0)
+            m_error = -ECOMM;
+        ++unanswered;
     }
 
     /// Runs a callback's work. An exception must not pass through sd-bus, so it ends the search.
@@ -110,7 +109,7 @@ private:
         }
         catch (...)
         {
-            self.m_hasFailed = true;
+            self.m_error = -ENOMEM;
         }
         return 0;
     }
@@ -151,9 +150,8 @@ private:
         for (; m_resolving < mostResolving && !m_unresolved.empty(); m_unresolved.pop())
         {
             const auto& [interface, protocol, name, type, domain] = m_unresolved.front();
-            if (call("ResolveService", resolved, "iisssiu", interface, protocol, name.c_str(), type.c_str(),
-                     domain.c_str(), protocol == ipv4 ? ipv4 : anyInterfaceOrProtocol, 0U))
-                ++m_resolving;
+            call(m_resolving, "ResolveService", resolved, "iisssiu", interface, protocol, name.c_str(), type.c_str(),
+                 domain.c_str(), protocol == ipv4 ? ipv4 : anyInterfaceOrProtocol, 0U);
         }
     }
 
@@ -199,7 +197,7 @@ private:
     std::set<std::string> m_ended; ///< the paths of the browsers that have ended
     int m_browsing = 0;
     std::size_t m_resolving = 0;
-    bool m_hasFailed = false;
+    int m_error = 0; ///< a negative errno ends the search
 };
 
 } // namespace

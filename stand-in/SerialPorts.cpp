@@ -19,10 +19,10 @@ namespace
 bool isSerialPort(udev_device* device)
 {
     const std::string_view place = udev_device_get_devpath(device);
-    const bool hasHardware = place.rfind("/devices/virtual/", 0) != 0 && udevAttribute(device, "type") != "0";
+    const bool hasHardware = udevAttribute(device, "type") != "0";
     if (!hasHardware)
-        trace("serial port ", udev_device_get_sysname(device), ": skipped, the kernel knows no hardware behind it");
-    return udev_device_get_devnode(device) != nullptr && hasHardware;
+        trace("serial port ", udev_device_get_sysname(device), ": skipped, the kernel knows no hardware for it");
+    return udev_device_get_devnode(device) != nullptr && place.rfind("/devices/virtual/", 0) != 0 && hasHardware;
 }
 
 } // namespace

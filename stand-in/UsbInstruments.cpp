@@ -30,11 +30,6 @@ struct UsbInstrument
 
 constexpr std::size_t longestSerialNumber = 128; // the name must fit into VI_FIND_BUFLEN
 
-bool isUsbtmcInterface(udev_device* device)
-{
-    return udevAttribute(device, "bInterfaceClass") == "fe" && udevAttribute(device, "bInterfaceSubClass") == "03";
-}
-
 /// Returns the devices with a USBTMC interface, by their sysfs paths.
 std::map<std::string, UsbInstrument> usbInstruments()
 {
@@ -43,7 +38,8 @@ std::map<std::string, UsbInstrument> usbInstruments()
     {
         // The interface owns the returned parent.
         udev_device* device = udev_device_get_parent_with_subsystem_devtype(interface.get(), "usb", "usb_device");
-        if (device == nullptr || !isUsbtmcInterface(interface.get()))
+        if (device == nullptr || udevAttribute(interface.get(), "bInterfaceClass") != "fe" ||
+            udevAttribute(interface.get(), "bInterfaceSubClass") != "03")
             continue;
         UsbInstrument& instrument = instruments[udev_device_get_syspath(device)];
         instrument.model =

@@ -70,15 +70,17 @@ std::vector<std::string> findResources(const ResourceExpression& expression, con
             return trace(kind, ": skipped, no name that begins with ", beginning, " is asked for");
         try
         {
-            const std::vector<std::string> found = source();
-            trace(kind, ": found ", found.size(), " in ", spent(), " ms");
-            for (const std::string& name : found)
+            const std::size_t before = resources.size();
+            for (const std::string& name : source())
             {
                 // The name is incomplete if the device was just unplugged.
                 const std::optional<ParsedResource> parsed = parseResourceName(name);
-                if (parsed && expression.matches(parsed->expandedName))
+                const bool isAsked = parsed && expression.matches(parsed->expandedName);
+                trace(name, isAsked ? ": found" : ": skipped, not asked for or incomplete");
+                if (isAsked)
                     resources.push_back(parsed->expandedName);
             }
+            trace(kind, ": found ", resources.size() - before, " in ", spent(), " ms");
         }
         catch (const std::exception& error)
         {
