@@ -58,7 +58,7 @@ MainWindow::~MainWindow()
 
 void MainWindow::setupUi()
 {
-    setWindowTitle(QCoreApplication::translate("MainWindow", "KyVisaConfigure - ") + QLatin1String(VERSION));
+    setWindowTitle(QCoreApplication::translate("MainWindow", "KyVisaConfigure - ") + QLatin1String(KYVISA_VERSION));
     // Connect before setModel(): this must run before the view changes the selection.
     connect(&m_model, &ConfigurationModel::rowsAboutToBeRemoved, this,
             [this] { m_selectedBeforeRemoval = selectedRow(); });
