@@ -115,9 +115,11 @@ void PropertyDialog::setupConnections()
 void PropertyDialog::showEvent(QShowEvent* event)
 {
     QDialog::showEvent(event);
-    // The tab widget computes the height of the wrapped text for a wrong width.
+    // The tab widget computes the height of the wrapped text for a wrong width. Take the narrowest one.
     QWidget* page = ui->tabSpecialProperties;
-    page->setMinimumHeight(page->heightForWidth(ui->tabWidget->currentWidget()->width()));
+    page->setMinimumHeight(page->heightForWidth(page->parentWidget()->minimumSizeHint().width()));
+    // Grow before the window manager places the dialog.
+    layout()->activate();
 }
 
 KyVisa::ProviderId PropertyDialog::getProvider() const

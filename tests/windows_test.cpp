@@ -208,6 +208,8 @@ TEST(SerialPage, ShowsWhatItsListsDoNotHave)
     Model model(nullptr);
     model.m_serialProperties = {{7, {1, 2, 3, 4, 5}}, {20, {250000, 5, 3, 5, 4}}};
     Properties dialog(model);
+    dialog.show();
+    EXPECT_GE(dialog.height(), dialog.layout()->totalMinimumSize().height()); // before a window manager sees it
     EXPECT_EQ(libraryLog().section("viFindRsrc", 0, 0).toStdString(),
               "viOpenDefaultRM\nviSetAttribute 1 0xf9c0002 0\n");
     dialog.ports.setCurrentIndex(1);
