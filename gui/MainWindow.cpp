@@ -98,7 +98,7 @@ void MainWindow::setupConnections()
             [this](const QModelIndex& /*parent*/, int first, int last) { selectRowAfterRemoval(first, last); });
     // Connect after the view, because the view stores the text first.
     connect(ui->resourceView->itemDelegate(), &QAbstractItemDelegate::commitData, this,
-            [this] { widenColumn(*ui->resourceView, ui->resourceView->currentIndex()); });
+            [view = ui->resourceView] { widenColumn(*view, view->currentIndex()); });
     ui->resourceView->setContextMenuPolicy(Qt::CustomContextMenu);
     connect(ui->resourceView, &QTableView::customContextMenuRequested, this, &MainWindow::tablePopupMenu);
     connect(&m_model, &ConfigurationModel::dirtyHasChanged, this, &MainWindow::modelDirtyFlagChanged);
