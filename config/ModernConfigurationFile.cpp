@@ -154,10 +154,16 @@ void ModernConfigurationFile::parse(AliasMap& aliases, std::vector<std::string>&
     m_serialProperties.clear();
     try
     {
-        m_aliases.reserve(std::filesystem::file_size(m_fileName) / lineLength);
+        std::string text(std::filesystem::file_size(m_fileName), '\0');
         std::ifstream file(m_fileName, std::ios::binary);
-        for (std::string line; std::getline(file, line);)
-            readLine(line);
+        file.read(text.data(), static_cast<std::streamsize>(text.size()));
+        text.resize(static_cast<std::size_t>(file.gcount()));
+        m_aliases.reserve(text.size() / lineLength);
+        for (std::size_t begin = 0, end = 0; begin < text.size(); begin = end + 1)
+        {
+            end = std::min(text.find('\n', begin), text.size());
+            readLine(std::string_view(text).substr(begin, end - begin));
+        }
     }
     catch (...)
     {
@@ -168,18 +174,18 @@ void ModernConfigurationFile::parse(AliasMap& aliases, std::vector<std::string>&
     provider = m_provider;
 }
 
-void ModernConfigurationFile::readLine(const std::string& line)
+void ModernConfigurationFile::readLine(std::string_view line)
 {
     const std::size_t separator = line.find('=');
     // Anywhere, also in a comment or an alias: see "Kept as it is" in docs/source.md.
-    if (const std::size_t key = line.find(providerKey); key != std::string::npos)
-        m_provider = static_cast<ProviderId>(std::stoi(line.substr(key + providerKey.size())));
+    if (const std::size_t key = line.find(providerKey); key != std::string_view::npos)
+        m_provider = static_cast<ProviderId>(std::stoi(std::string(line.substr(key + providerKey.size()))));
     else if (line.empty() || line.front() == ':' || line.front() == '#')
         return;
-    else if (separator != std::string::npos)
-        m_aliases[upperCase(line.substr(0, separator))] = line.substr(separator + 1);
+    else if (separator != std::string_view::npos)
+        m_aliases.insert_or_assign(upperCase(std::string(line.substr(0, separator))), line.substr(separator + 1));
     else
-        m_resources.push_back(line);
+        m_resources.emplace_back(line);
 }
 
 std::string ModernConfigurationFile::text(ProviderId provider, const SerialPropertiesMap& serialProperties,

@@ -5,6 +5,8 @@
 
 #include "IConfigurationFileImpl.h"
 
+#include <string_view>
+
 namespace KyVisa
 {
 
@@ -58,7 +60,7 @@ public:
     ProviderId m_provider = defaultProvider;
 
 private:
-    void readLine(const std::string& line);
+    void readLine(std::string_view line);
 };
 
 } // namespace KyVisa
