@@ -57,13 +57,14 @@ std::unordered_set<std::string_view> meaningsOf(std::string& text)
 }
 
 /// Returns whether the old file contains a line whose meaning is neither in the new text nor in what the user has seen.
-bool needsCopy(std::string oldText, const std::string& newText, const std::string& shown)
+bool needsCopy(const std::string& oldText, const std::string& newText, const std::string& shown)
 {
     if (oldText == shown) // only for speed
         return false;
     std::string knownText = newText + shown;
+    std::string text = oldText;
     const auto known = meaningsOf(knownText);
-    const auto old = meaningsOf(oldText);
+    const auto old = meaningsOf(text);
     return std::any_of(old.begin(), old.end(), [&](std::string_view meaning) { return known.count(meaning) == 0; });
 }
 
