@@ -30,6 +30,23 @@ struct UsbInstrument
 
 constexpr std::size_t longestSerialNumber = 128; // the name must fit into VI_FIND_BUFLEN
 
+/// Makes a serial number fit for a resource string: drops blanks around it, cuts it to 128 bytes, and replaces bytes
+/// other than ASCII letters, digits, "-", "." and "_" by "_".
+std::string serialNumberField(const std::string& serialNumber)
+{
+    constexpr std::string_view blanks = " \t\r\n";
+    // Characters that have no meaning of their own in resource strings, search expressions and visa.conf.
+    constexpr std::string_view harmless = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._";
+    const std::size_t first = serialNumber.find_first_not_of(blanks);
+    if (first == std::string::npos)
+        return {};
+    std::string field = serialNumber.substr(first, serialNumber.find_last_not_of(blanks) - first + 1);
+    field.resize(std::min(field.size(), longestSerialNumber));
+    std::replace_if(
+        field.begin(), field.end(), [&](char byte) { return harmless.find(byte) == std::string_view::npos; }, '_');
+    return field;
+}
+
 /// Returns the devices with a USBTMC interface, by their sysfs paths.
 std::map<std::string, UsbInstrument> usbInstruments()
 {
@@ -54,21 +71,6 @@ std::map<std::string, UsbInstrument> usbInstruments()
 }
 
 } // namespace
-
-std::string serialNumberField(const std::string& serialNumber)
-{
-    constexpr std::string_view blanks = " \t\r\n";
-    // Characters that have no meaning of their own in resource strings, search expressions and visa.conf.
-    constexpr std::string_view harmless = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._";
-    const std::size_t first = serialNumber.find_first_not_of(blanks);
-    if (first == std::string::npos)
-        return {};
-    std::string field = serialNumber.substr(first, serialNumber.find_last_not_of(blanks) - first + 1);
-    field.resize(std::min(field.size(), longestSerialNumber));
-    std::replace_if(
-        field.begin(), field.end(), [&](char byte) { return harmless.find(byte) == std::string_view::npos; }, '_');
-    return field;
-}
 
 std::vector<std::string> usbInstrumentResources()
 {

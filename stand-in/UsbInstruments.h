@@ -9,10 +9,6 @@
 namespace standin
 {
 
-/// Makes a serial number fit for a resource string: drops blanks around it, cuts it to 128 bytes, and replaces bytes
-/// other than ASCII letters, digits, "-", "." and "_" by "_".
-[[nodiscard]] std::string serialNumberField(const std::string& serialNumber);
-
 /// Returns `USB0::0xVVVV::0xPPPP::serial::INSTR` for each USBTMC interface of this machine, sorted, each once. Needs no
 /// permission on the devices. Any thread may call.
 ///
