@@ -218,8 +218,7 @@ private:
         }
         catch (const std::exception& failure)
         {
-            const QString lines = m_lines.mid(0, m_line).mid(std::max(m_line - 4, 0)).join('\n');
-            ADD_FAILURE_AT(m_file.c_str(), m_line) << lines.toStdString() << "\n" << failure.what();
+            ADD_FAILURE_AT(m_file.c_str(), m_line) << m_lines[m_line - 1].toStdString() << "\n" << failure.what();
             m_steps.clear();
             m_line = m_lines.size();
         }

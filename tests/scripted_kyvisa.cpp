@@ -67,9 +67,9 @@ ViStatus viSetAttribute(ViObject object, ViAttr attribute, ViAttrState value)
     return VI_ERROR_NSUP_ATTR;
 }
 
-ViStatus viFindRsrc(ViSession object, ViConstString expression, ViFindList* findList, ViUInt32* count, ViChar* name)
+ViStatus viFindRsrc(ViSession, ViConstString expression, ViFindList* findList, ViUInt32* count, ViChar* name)
 {
-    log("viFindRsrc ", object, ' ', expression);
+    log("viFindRsrc");
     for (int wait = 0; wait < 3000 && !script("gate").empty() && !std::filesystem::exists("gate"); ++wait)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     lastAsked = 0;
@@ -88,9 +88,9 @@ ViStatus viFindRsrc(ViSession object, ViConstString expression, ViFindList* find
     return number("find");
 }
 
-ViStatus viFindNext(ViFindList findList, ViChar* name)
+ViStatus viFindNext(ViFindList, ViChar* name)
 {
-    log("viFindNext ", findList);
+    log("viFindNext");
     if (++lastAsked >= found.size())
         return VI_ERROR_RSRC_NFOUND;
     const ViStatus status = number("next" + std::to_string(lastAsked));
@@ -99,9 +99,8 @@ ViStatus viFindNext(ViFindList findList, ViChar* name)
     return status;
 }
 
-ViStatus viParseRsrc(ViSession object, ViConstString name, ViUInt16* interfaceType, ViUInt16* interfaceNumber)
+ViStatus viParseRsrc(ViSession, ViConstString name, ViUInt16* interfaceType, ViUInt16* interfaceNumber)
 {
-    log("viParseRsrc ", object, ' ', name);
     *interfaceType = VI_INTF_ASRL;
     *interfaceNumber = static_cast<ViUInt16>(std::stoi(name + std::strlen("ASRL")));
     return VI_SUCCESS;
