@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
 // SPDX-License-Identifier: MIT
 
-// Each system call of a save can fail, kill the process, or come after a write of another program.
+// The system calls of a save can fail, kill the process, or come after a write of another program.
 //
 // CMakeLists.txt lists these calls, as WRAP(open) and so on in WRAPPED_CALLS, and links with --wrap=open. So the
 // store's call of open() comes to __wrap_open() here, and __real_open() is the system's function. Their arguments are
@@ -150,12 +150,15 @@ struct OldFile
     [[nodiscard]] bool hasComment() const { return text.find('#') != std::string::npos; }
 };
 
-/// Expects that the file is the old or the new one, or else that a copy is the old one, as it is for a comment.
+/// The file is the old or the new one. A comment, and a file torn by a write in place, has a copy.
 void expectNothingLost(const OldFile& old, const Texts& texts)
 {
     const bool isWhole = texts[0] == old.text || texts[0] == replaced;
     EXPECT_TRUE(isWhole || !old.place.empty()) << texts[0];
-    EXPECT_THAT(texts, Contains(old.hasComment() || !isWhole ? old.text : texts[0]));
+    if (old.hasComment() || !isWhole)
+    {
+        EXPECT_THAT(texts, Contains(old.text));
+    }
 }
 
 using Check = std::function<void(const OldFile& old, const Texts& texts)>;
@@ -173,7 +176,7 @@ bool disturb(const OldFile& old, long call, const Save& saveWithFault, const Che
         fs::permissions(".", fs::perms(0555));
 
     disturbed = calls = "";
-    become(old.place == "protected" ? ordinary : 0);
+    become(ordinary);
     saveWithFault(call);
     const Texts texts = textsOf("visa.conf");
     check(old, texts);
@@ -184,8 +187,8 @@ bool disturb(const OldFile& old, long call, const Save& saveWithFault, const Che
     EXPECT_EQ(readFile(old.place == "linked" ? "visa.conf.link" : "visa.conf"), replaced);
     EXPECT_EQ(fs::hard_link_count("visa.conf"), old.place == "linked" ? 2 : 1);
     // Without a lock, nobody can tell a name that is left over.
-    for (const fs::path& path : fs::directory_iterator("."))
-        EXPECT_TRUE(unknown != 0 || path.filename().native().find("visa.conf") == 0) << path;
+    for (const fs::path& path : fs::recursive_directory_iterator(".."))
+        EXPECT_TRUE(unknown != 0 || path.filename().native().find(".visa.conf") != 0) << path;
     return !disturbed.empty();
 }
 
@@ -205,8 +208,8 @@ void sweep(const Check& check, const Save& saveWithFault = save)
             for (long call = 0; disturb(old, call, saveWithFault, check); ++call)
                 ASSERT_FALSE(Test::HasFailure())
                     << old.text.substr(0, 50) << " " << old.place << ", call " << call << ", " << disturbed;
-            // Bytes are on the disk before they get a name, and all is there in the end.
-            EXPECT_THAT(calls, Not(ContainsRegex("pwrite [^pf]")));
+            // A sync follows each write and ends the save.
+            EXPECT_THAT(calls, Not(ContainsRegex("ftruncate [^f]")));
             EXPECT_THAT(calls, ContainsRegex("(fsync (unlink )*|^)$"));
             ASSERT_FALSE(Test::HasFailure());
         }
@@ -233,7 +236,7 @@ void failEachCall(int error, std::set<std::string> survived)
     });
 }
 
-/// Before these calls, a save does not look at the file again.
+/// The other calls can come after the last look at the file.
 bool isNoticed()
 {
     static const std::set<std::string> unnoticed = {"", "fallocate", "ftruncate", "pwrite", "rename"};
@@ -248,7 +251,12 @@ void writeAtEachCall(const std::string& text, std::chrono::nanoseconds time)
         fs::last_write_time("visa.conf", fs::file_time_type(time));
         return 0;
     };
-    sweep([&](const OldFile&, const Texts& texts) { EXPECT_THAT(texts, Contains(isNoticed() ? text : texts[0])); });
+    sweep([&](const OldFile&, const Texts& texts) {
+        if (isNoticed())
+        {
+            EXPECT_THAT(texts, Contains(text));
+        }
+    });
 }
 
 } // namespace
@@ -297,9 +305,14 @@ TEST(Saving, KeepsWhatAnotherWindowSavesMeanwhile)
 {
     fault = [] { return replaceBy(yours), 0; };
     sweep([&](const OldFile& old, const Texts& texts) {
-        EXPECT_THAT(texts, Contains(old.hasComment() ? old.text : texts[0]));
-        EXPECT_THAT(texts, Contains(isNoticed() ? yours : texts[0]));
-        EXPECT_THAT(texts, Contains(isNoticed() ? replaced : texts[0]));
+        if (old.hasComment())
+        {
+            EXPECT_THAT(texts, Contains(old.text));
+        }
+        if (isNoticed())
+        {
+            EXPECT_THAT(texts, IsSupersetOf({yours, replaced}));
+        }
     });
 }
 
@@ -324,6 +337,12 @@ TEST(Saving, KeepsWhoMayUseTheFile)
     become(0);
     EXPECT_EQ(shell("stat -c %i visa.conf.~1~"), inode);
     EXPECT_EQ(shell("stat -c %a visa.conf"), ::getuid() == 0 ? "604\n" : "644\n");
+    // A user with the group can save another user's file.
+    shell("chown 1:65534 visa.conf; chmod 664 visa.conf");
+    become(ordinary);
+    replaceBy("newer");
+    become(0);
+    EXPECT_EQ(shell("stat -c %a visa.conf"), "664\n");
 }
 
 TEST(Saving, LeavesAloneWhatIsNotItsOwn)
@@ -354,6 +373,7 @@ TEST(Saving, LeavesAloneWhatIsNotItsOwn)
 }
 
 // What a file contains after the version line, and what then happens:
+//   link      the path becomes a symbolic link to the file
 //   open      a window opens: it loads the file and shows it
 //   load      the store loads the file, and no window shows it
 //   show      a window shows what was loaded
@@ -378,7 +398,8 @@ TABLE(Copies, KeepLinesThatNobodySaw, Row{"Seen", "\nSEEN=here\nseen\n\n \n", "o
     ConfigurationFile& store = ConfigurationFile::getInstance();
     Texts texts = {""};
     const auto save = [&](bool keepsCopy) {
-        texts.resize(texts.size() + (keepsCopy ? 1 : 0), readFile(path));
+        if (keepsCopy)
+            texts.push_back(readFile(path));
         store.setData({{"a\nb\nc", "NEW"}, {"PLAIN", ""}});
         store.save();
         texts[0] = readFile(path);
