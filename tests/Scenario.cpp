@@ -34,6 +34,11 @@ QString linesOf(const std::filesystem::path& file)
     return QString::fromLatin1(readFile(file).c_str()).split('\n', Qt::SkipEmptyParts).join(" | ");
 }
 
+bool hasCopy()
+{
+    return std::filesystem::exists(perUserFile().native() + ".~1~");
+}
+
 /// The window that has the user's attention.
 QWidget& form()
 {
@@ -137,7 +142,7 @@ void pressKeys(Text names)
 
 void store(Text lines)
 {
-    QSettings().clear(); // It reads a file again when the size changes. The time can stay the same.
+    QSettings().clear(); // Without it, a file of the same time and size would not be read again.
     writeFile(settingsFile, linesIn(lines));
 }
 
@@ -173,7 +178,7 @@ const std::map<QString, std::function<QString(Text)>> questions = {
     {"rows", [](Text) { return rows(); }},
     {"show", show},
     {"place", [](Text) { return place(); }},
-    {"saved", [](Text) { return linesOf(perUserFile()).section(" | ", 1); }},
+    {"saved", [](Text) { return linesOf(perUserFile()).section(" | ", 1) + (hasCopy() ? " and a copy" : ""); }},
     {"settings", [](Text) { return linesOf(settingsFile); }},
 };
 
@@ -249,6 +254,6 @@ private:
 TEST(Scenario, Runs)
 {
     const QString file = QCoreApplication::arguments().last();
-    ASSERT_NE(readFile(file.toStdString()), "") << "Name a scenario: kyvisa_tests --gtest_filter=Scenario.* FILE";
+    ASSERT_NE(readFile(file.toStdString()), "") << "Name a scenario: --gtest_filter=Scenario.* /WHOLE/PATH.txt";
     Scenario(file).run();
 }

@@ -77,7 +77,7 @@ TEST(Service, HandsOutEveryAliasOnceWhateverTheOrderOfAsking)
     EXPECT_THAT(forward, UnorderedElementsAre("A=1", "B=2", "C=3"));
 }
 
-TEST(Service, KnowsLowerCaseAliasesAfterASave)
+TEST(Service, KnowsAliasesAsTheyWereGiven)
 {
     ConfigurationFile& store = ConfigurationFile::getInstance();
     store.setData({{"USB0::a", "scope"}, {"Y", "twice"}, {"Z", "twice"}, {"plain", ""}, {"plain", ""}});
@@ -85,9 +85,6 @@ TEST(Service, KnowsLowerCaseAliasesAfterASave)
     EXPECT_EQ(store.lookupAlias("usb0::A"), "scope");
     std::string name = "sCoPe";
     EXPECT_FALSE(store.replaceAlias(name));
-    store.save();
-    EXPECT_TRUE(ConfigurationFile::getInstance().replaceAlias(name));
-    EXPECT_EQ(name, "USB0::a");
 }
 
 TEST(Service, ReloadsWhatItHasSaved)
@@ -120,7 +117,7 @@ TEST(Service, LoadsWhatAnotherProgramHasWritten)
 
     // A file of before, restored.
     writeConfiguration(":Provider=10\nA=R\n");
-    fs::last_write_time(perUserFile(), fs::file_time_type());
+    fs::last_write_time(perUserFile(), fs::last_write_time(perUserFile()) - std::chrono::hours(1));
     EXPECT_EQ(provider(), 10);
 
     // What is no such file changes nothing, and is not waited for.
@@ -137,7 +134,6 @@ TEST(Search, TriesTheEnvironmentTheWorkingDirectoryAndTheHome)
     const auto search = ConfigurationFile::searchConfigFile;
     const fs::path own = perUserFile();
     EXPECT_EQ(search(false), "");
-    EXPECT_EQ(ConfigurationFile::getInstance().fileToSave(), own);
     EXPECT_FALSE(fs::exists(own.parent_path()));
     EXPECT_EQ(search(true), own);
     EXPECT_EQ(fs::status(own.parent_path()).permissions(), fs::perms(0700));

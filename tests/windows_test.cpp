@@ -84,7 +84,7 @@ TABLE(Searches, BearWhatTheLibrarySays,
     EXPECT_EQ(everything + '\n' + searched(*Properties(model).ports.model()), GetParam().expected);
 }
 
-TEST(Model, SignalsItsRowsOneBeyondTheLast)
+TEST(Model, NamesItsColumnsAndSignalsOneRowTooMany)
 {
     writeConfiguration("R\nS\n");
     Model model(nullptr);
@@ -94,6 +94,7 @@ TEST(Model, SignalsItsRowsOneBeyondTheLast)
     EXPECT_TRUE(model.removeRows(0, 1));
     EXPECT_EQ(removing.value(0).value(2).toInt(), 1);
     EXPECT_EQ(changed.value(0).value(1).toModelIndex().row(), 1);
+    EXPECT_EQ(model.headerData(1, Qt::Horizontal), "Alias");
 }
 
 TEST(MainWindow, ShowsTheBeginningOfALongTextAndEditsAllOfIt)
@@ -110,10 +111,8 @@ TEST(MainWindow, ShowsTheBeginningOfALongTextAndEditsAllOfIt)
 TEST(MainWindow, NamesItsFile)
 {
     const Window window;
-    window.model.setDirty(true);
-    window.model.save();
     EXPECT_EQ(window.view.horizontalHeader()->toolTip().toStdString(),
-              "<p style='white-space:pre'>Edited file: " + perUserFile().string());
+              "<p style='white-space:pre'>The first save makes " + perUserFile().string());
 }
 
 TEST(MainWindow, HasAMenuInItsTable)
@@ -126,11 +125,11 @@ TEST(MainWindow, HasAMenuInItsTable)
         const QWidget* popup = QApplication::activePopupWidget();
         std::string entries;
         for (const QAction* action : popup == nullptr ? QList<QAction*>() : popup->actions())
-            entries += action->text().toStdString() + '.';
+            entries += action->icon().availableSizes().empty() ? "?" : action->text().toStdString() + '.';
         return entries;
     };
     EXPECT_EQ(menu(window.findChild<QToolBar*>(), 1), "");
-    EXPECT_EQ(menu(window.view.viewport(), 1), "Add Resource.Remove resource.Edit..Find Resource.");
+    EXPECT_EQ(menu(window.view.viewport(), 1), "Add Resource.Remove resource.Edit.?Find Resource.");
     EXPECT_EQ(menu(window.view.viewport(), -1), "Add Resource.");
 }
 
@@ -176,8 +175,8 @@ TEST(ResourceDialog, WaitsVisiblyForTheSearchOfTheWindow)
     other.show(); // That search has ended since its construction.
     EXPECT_EQ(names(*dialog.list.model()) + names(*other.list.model()), "A B A B ");
     EXPECT_EQ(QGuiApplication::overrideCursor(), nullptr);
-    // The click from the wait searches again. The click during that search goes nowhere.
-    QCoreApplication::processEvents();
+    QCoreApplication::processEvents(); // The click from the wait searches again.
+    QCoreApplication::processEvents(); // The click during that search has gone nowhere.
     EXPECT_EQ(libraryLog().count("viFindRsrc"), 2);
     dialog.list.model()->disconnect(&window); // Its destructor resets the model, too.
 }
@@ -201,8 +200,6 @@ TEST(SerialPage, ShowsWhatItsListsDoNotHave)
     Model model(nullptr);
     model.m_serialProperties = {{7, {1, 2, 3, 4, 5}}, {20, {250000, 5, 3, 5, 4}}};
     Properties dialog(model);
-    dialog.show();
-    EXPECT_GE(dialog.height(), dialog.layout()->totalMinimumSize().height()); // before a window manager sees it
     EXPECT_EQ(libraryLog().section("viFindRsrc", 0, 0).toStdString(),
               "viOpenDefaultRM\nviSetAttribute 1 0xf9c0002 0\n");
     dialog.ports.setCurrentIndex(1);
