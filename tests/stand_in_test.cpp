@@ -284,10 +284,11 @@ TEST(StandIn, BearsEightThreadsThatUseWhatOthersChange)
             {
                 number(shared.load(std::memory_order_relaxed), VI_ATTR_RSRC_MANF_ID);
                 viSetAttribute(shared.load(std::memory_order_relaxed), KYVISA_ATTR_SEARCH_TIME, 20);
+                viParseRsrcEx(session, "SCOPE", nullptr, nullptr, nullptr, nullptr, nullptr);
             }
-            while (viFindNext(list, text.data()) == VI_SUCCESS)
-                viParseRsrcEx(session, text.data(), nullptr, nullptr, nullptr, text.data(), nullptr);
-            std::this_thread::yield(); // an unlocked read of the lists would meet others that close theirs
+            // An unlocked read of the lists meets others that open and close theirs.
+            for (int use = 0; use < 20; ++use, std::this_thread::yield())
+                viFindNext(list, text.data());
             viClose(list);
             EXPECT_EQ(viClose(previous), previous == VI_NULL ? VI_WARN_NULL_OBJECT : VI_SUCCESS);
         }
