@@ -209,10 +209,11 @@ TEST(StandIn, CompletesNames)
 TEST(StandIn, RefusesNames)
 {
     std::istringstream names(R"(
-        SCOPE XASRL1 ASRL65536 ASRL1::SOCKET ASRL1::1 GPIB::INSTR GPIB::31
+        SCOPE XASRL1 ASRL65536 ASRL1::SOCKET ASRL1::1 GPIB::INSTR
+        GPIB::31::1 GPIB::1::31 GPIB::1::2::3
         TCPIP:: TCPIP::[scope] TCPIP::h::5025 TCPIP::h::usb[ TCPIP::h::hislip0,0 TCPIP::h::raw
         TCPIP::h::SOCKET TCPIP::::1::SOCKET TCPIP::h::0::SOCKET TCPIP::h::65536::SOCKET
-        USB::65536::1::S USB::1::0x12345::S USB::1::1 USB::1::1::::INSTR USB::1::1::RAW)");
+        USB::65536::1::S USB::1::0x12345::S USB::1::1 USB::1::1::::INSTR USB::1::1::S::x USB::1::1::RAW)");
     for (std::string name; names >> name;)
         EXPECT_EQ(resolve(name), "") << name;
     EXPECT_EQ(resolve("TCPIP::h::INSTR "), "");
