@@ -133,7 +133,7 @@ TEST(Search, TriesTheEnvironmentTheWorkingDirectoryAndTheHome)
 {
     const auto search = ConfigurationFile::searchConfigFile;
     const fs::path own = perUserFile();
-    EXPECT_EQ(search(false), "");
+    EXPECT_EQ(ConfigurationFile::getInstance().fileToSave(), own);
     EXPECT_FALSE(fs::exists(own.parent_path()));
     EXPECT_EQ(search(true), own);
     EXPECT_EQ(fs::status(own.parent_path()).permissions(), fs::perms(0700));

@@ -171,7 +171,7 @@ TEST(ResourceDialog, WaitsVisiblyForTheSearchOfTheWindow)
         writeFile("gate", "");
     });
     dialog.show();
-    EXPECT_TRUE(waits) << "the dialog was not waiting, or did not show it";
+    EXPECT_TRUE(waits) << "the dialog did not wait, or not visibly";
     other.show(); // That search has ended since its construction.
     EXPECT_EQ(names(*dialog.list.model()) + names(*other.list.model()), "A B A B ");
     EXPECT_EQ(QGuiApplication::overrideCursor(), nullptr);
