@@ -83,8 +83,6 @@ TEST(Service, KnowsAliasesAsTheyWereGiven)
     store.setData({{"USB0::a", "scope"}, {"Y", "twice"}, {"Z", "twice"}, {"plain", ""}, {"plain", ""}});
     EXPECT_THAT(store.getAllResources(), ElementsAre("USB0::a", "Z", "plain"));
     EXPECT_EQ(store.lookupAlias("usb0::A"), "scope");
-    std::string name = "sCoPe";
-    EXPECT_FALSE(store.replaceAlias(name));
 }
 
 TEST(Service, ReloadsWhatItHasSaved)

@@ -113,8 +113,8 @@ TEST(StandIn, MatchesWholeNamesInAnyLetterCase)
 TEST(StandIn, AsksOnlyWhereAnAnswerCanBe)
 {
     EXPECT_THAT(traceOfSearch(openSession(), "ASRL?*|TCPIP?*"),
-                AllOf(HasSubstr("serial port ASRL1::INSTR: /dev/ttyUSB0\n"), HasSubstr("serial ports: found 2"),
-                      HasSubstr("USB instruments: skipped"), HasSubstr("LAN instruments: none")));
+                AllOf(HasSubstr("serial port ASRL1::INSTR: /dev/ttyUSB0\n"), HasSubstr("USB instruments: skipped"),
+                      HasSubstr("LAN instruments: none")));
     EXPECT_THAT(traceOfSearch(openSession(), "USB?*"), HasSubstr("LAN instruments: skipped"));
 }
 
@@ -128,8 +128,6 @@ TEST(StandIn, ClosesTheListsOfASession)
     EXPECT_EQ(viClose(session), VI_SUCCESS);
     EXPECT_EQ(viFindNext(list, nullptr), VI_ERROR_INV_OBJECT);
     EXPECT_EQ(viFindNext(othersList, nullptr), VI_SUCCESS);
-    EXPECT_EQ(viClose(othersList), VI_SUCCESS);
-    EXPECT_GT(openSession(), othersList); // handles are never reused
 }
 
 TEST(StandIn, RefusesAClosedSession)
