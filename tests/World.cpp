@@ -86,7 +86,7 @@ int main(int argc, char** argv)
     ::testing::InitGoogleMock(&argc, argv);
     if (GTEST_FLAG_GET(filter) == "*" && !GTEST_FLAG_GET(list_tests))
     {
-        std::cerr << "Each case needs its own process: ctest --preset dev, or --gtest_filter=NAME for one\n";
+        std::cerr << "Each case needs its own process: ctest --preset dev, or --gtest_filter=NAME\n";
         return 1;
     }
     return RUN_ALL_TESTS();

@@ -26,7 +26,7 @@ using Text = std::array<ViChar, VI_FIND_BUFLEN>;
 
 ViSession openSession()
 {
-    EXPECT_NE(std::getenv("UMOCKDEV_DIR"), nullptr) << "Run it by tests/stand-in/on-bench, which mocks devices.";
+    EXPECT_NE(std::getenv("UMOCKDEV_DIR"), nullptr) << "Run it by tests/stand-in/on-bench.";
     ViSession session = VI_NULL;
     viOpenDefaultRM(&session);
     return session;
@@ -128,6 +128,7 @@ TEST(StandIn, ClosesTheListsOfASession)
     EXPECT_EQ(viClose(session), VI_SUCCESS);
     EXPECT_EQ(viFindNext(list, nullptr), VI_ERROR_INV_OBJECT);
     EXPECT_EQ(viFindNext(othersList, nullptr), VI_SUCCESS);
+    EXPECT_EQ(viClose(othersList), VI_SUCCESS);
 }
 
 TEST(StandIn, RefusesAClosedSession)
