@@ -358,6 +358,7 @@ TEST(Saving, LeavesAloneWhatIsNotItsOwn)
     EXPECT_TRUE(fs::is_fifo("pipe"));
 
     // A temporary file while another process has the lock belongs to that process.
+    prepare(mine);
     const int folder = ::open(".", O_RDONLY);
     ::flock(folder, LOCK_EX);
     const fs::path left = ".visa.conf.KyVisaConfigure." + shell("uname -n | tr -d '\\n'") + ".1";
